@@ -14,8 +14,8 @@ namespace {
 constexpr uint8_t kHex = 1;
 constexpr uint8_t kPlus = 2;
 
-// Widest rendering: 64 binary digits never occur (base 10 or 16), but a width field may
-// ask for up to 99 pad characters, and "%.99f" of 1e308 needs about 410 characters.
+// Widest rendering: "%.99f" of 1e308 needs about 410 characters; integers need at most
+// 20 digits, a sign and 99 pad characters.
 constexpr int kNumberBufferSize = 512;
 
 // What a placeholder says, as read from the template.

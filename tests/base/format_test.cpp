@@ -103,7 +103,21 @@ TEST(RFormatTemplate, LongTemplatesPassThroughTheStagingBuffer) {
   EXPECT_EQ(out, head + "MID" + tail);
 }
 
+TEST(RFormatTemplate, ThirtyTwoArgumentsFitAndFurtherFeedsAreIgnored) {
+  RFormat f("{31}|{0}");
+  for (int i = 0; i < 34; ++i) f << i;
+  EXPECT_EQ(Text(f), "31|0");
+  // Indices past the last record name nothing.
+  EXPECT_EQ(Text(RFormat("a{32}b") << "x"), "ab");
+}
+
+TEST(RFormatTemplate, TheIndexTakesAtMostThreeCharacters) {
+  // "0012" reads as index 1, and the leftover '2' is skipped as a specification character.
+  EXPECT_EQ(Text(RFormat("{0012}") << "a" << "b"), "b");
+}
+
 TEST(RFormatTemplate, PrecisionFieldReadsTwoDigits) {
+  EXPECT_EQ(Text(RFormat("{0;.2}") << 2.0 / 3.0), "0.67");
   EXPECT_EQ(Text(RFormat("{0.12}") << 0.1), "0.1");
   EXPECT_EQ(Text(RFormat("{0.6},{1.6}") << 1.0 << 2.0), "1.000000,2.000000");
 }
