@@ -10,6 +10,7 @@
 // back by the same templates.
 
 #include <cstdint>
+#include <type_traits>
 
 #include "base/string.h"
 
@@ -24,8 +25,16 @@ public:
   RFormat& operator<<(const char (&literal)[N]) { return *this << RString(literal); }
   RFormat& operator<<(int64_t value);
   RFormat& operator<<(uint64_t value);
-  RFormat& operator<<(int32_t value) { return *this << int64_t(value); }
-  RFormat& operator<<(uint32_t value) { return *this << uint64_t(value); }
+  // Every other integer type (int, long long, size_t, ...) by its signedness. Character
+  // types are left out on purpose: a unit is text, and text goes in as an RString.
+  template <typename T>
+    requires(std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, int64_t> &&
+             !std::is_same_v<T, uint64_t> && !std::is_same_v<T, char> && !std::is_same_v<T, char16_t> &&
+             !std::is_same_v<T, char32_t> && !std::is_same_v<T, wchar_t> && !std::is_same_v<T, char8_t>)
+  RFormat& operator<<(T value) {
+    if constexpr (std::is_signed_v<T>) return *this << int64_t(value);
+    else return *this << uint64_t(value);
+  }
   RFormat& operator<<(double value);
   RFormat& operator<<(float value) { return *this << double(value); }
 
