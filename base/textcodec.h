@@ -12,7 +12,8 @@
 //
 // Codecs are process-wide, immutable and [any-thread]. Reading a stream one character at a
 // time, with a codec that may change in mid-stream (an XML declaration naming its encoding),
-// goes through RTextReader.
+// goes through RTextReader. The stream forms live in base/textcodec_stream.cpp, which joins the
+// library with the stream classes; finding and decoding need nothing of them.
 
 #include <cstdint>
 #include <string>
@@ -50,8 +51,9 @@ public:
 
   // Stream forms. The marker is separate from the text: a file is WriteMarker then Write.
   // Only UTF-16 has a marker; ReadMarker throws "Invalid UTF8 header." when it is missing.
-  virtual void WriteMarker(RStream& stream) const;
-  virtual void ReadMarker(RStream& stream) const;
+  virtual bool HasMarker() const noexcept { return false; }
+  void WriteMarker(RStream& stream) const;
+  void ReadMarker(RStream& stream) const;
   void Write(RStream& stream, const RString& text) const;
   // Everything from the stream's position to its end.
   RString ReadAll(RStream& stream) const;
@@ -64,7 +66,8 @@ private:
   const char* name_;
 };
 
-// Reads characters from a stream one at a time. It keeps up to MaxCharBytes() bytes of
+// Reads characters from a stream one at a time (in base/textcodec_stream.cpp, with the other
+// stream forms). It keeps up to MaxCharBytes() bytes of
 // look-ahead, so the stream's own position runs that far ahead of the characters taken;
 // a codec set in mid-stream decodes the look-ahead too.
 class RTextReader {
