@@ -41,7 +41,9 @@ RString RTextCodec::ReadAll(RStream& stream) const {
   for (;;) {
     const int64_t got = stream.Read(block.data() + kept, kDecodeBlock);
     const int64_t size = kept + got;
-    const bool end = got < kDecodeBlock;
+    // Only an empty read is taken as the end, so a stream that hands out less than asked
+    // (a chain of decompressors) still reads whole.
+    const bool end = got <= 0;
     // Stop short of the last few bytes unless at the end: they may start a character whose
     // remaining bytes are in the next block.
     const int64_t safe = end ? size : size - MaxCharBytes() + 1;
