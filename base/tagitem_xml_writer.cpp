@@ -7,6 +7,7 @@
 #include "base/exception.h"
 #include "base/stream.h"
 #include "base/tagitem.h"
+#include "base/textcodec.h"
 
 namespace {
 
@@ -18,8 +19,11 @@ constexpr size_t kFlushUnits = 32768;
 
 // Through the "utf-8" codec, without a byte-order mark.
 void Encode(RStream& stream, const std::u16string& text) {
-  RByteBuffer utf8 = RString(text.data(), int(text.size())).ToUTF8Buffer();
-  stream.Write(utf8.Data(), int64_t(utf8.Size()));
+  static const RTextCodec& utf8 = RTextCodec::Find(RString("utf-8"));
+  std::string bytes;
+  bytes.reserve(text.size() + text.size() / 8);
+  utf8.EncodeUnits(text.data(), int(text.size()), bytes);
+  stream.Write(bytes.data(), int64_t(bytes.size()));
 }
 
 bool IsSelfClosing(const RTagItem& item) noexcept {
