@@ -70,7 +70,7 @@ bool REvent::TryPost(const Payload& payload) noexcept {
 }
 
 int REvent::PendingCount() const {
-  RLockGuard hold(const_cast<RLock&>(queueLock_));
+  RLockGuard hold(queueLock_);
   return count_;
 }
 

@@ -90,7 +90,7 @@ private:
   void DropRemoved();  // holds subscribersLock_
 
   // The queue: a ring of payloads, head_ the oldest.
-  RLock queueLock_;
+  mutable RLock queueLock_;
   std::vector<Payload> ring_;
   int head_ = 0;
   int count_ = 0;
