@@ -241,10 +241,43 @@ RHashedString MakeKey(const char* text, int length) {
   return RHashedString(RShortString(kept.get(), n));
 }
 
+// The same few keys ("Name", "Value", ...) recur thousands of times in a tree; a small
+// direct-mapped cache of finished keys saves widening and hashing each one again.
+class RKeyCache {
+public:
+  const RHashedString& Get(const char* text, int length) {
+    if (length >= kMaxBytes) {
+      spare_ = MakeKey(text, length);
+      return spare_;
+    }
+    uint32_t h = 2166136261u;
+    for (int i = 0; i < length; ++i) h = (h ^ uint8_t(text[i])) * 16777619u;
+    Slot& slot = slots_[(h ^ (h >> 16)) % kSlots];
+    if (slot.length != length || std::memcmp(slot.bytes, text, size_t(length)) != 0) {
+      slot.key = MakeKey(text, length);
+      std::memcpy(slot.bytes, text, size_t(length));
+      slot.length = length;
+    }
+    return slot.key;
+  }
+
+private:
+  static constexpr int kMaxBytes = 24;
+  static constexpr uint32_t kSlots = 64;
+  struct Slot {
+    int length = -1;
+    char bytes[kMaxBytes];
+    RHashedString key;
+  };
+  Slot slots_[kSlots];
+  RHashedString spare_;
+};
+
 void RunCommands(RTagItem& root, const uint8_t* bytes, int64_t size) {
   RBinaryImage image(bytes, size);
   RTagItem* current = &root;
   bool rootOpen = false;
+  std::unique_ptr<RKeyCache> keys(new RKeyCache);
   for (;;) {
     switch (image.Command()) {
       case 'X': {
@@ -263,7 +296,7 @@ void RunCommands(RTagItem& root, const uint8_t* bytes, int64_t size) {
         const char* key = image.String(n);
         RVariant value;
         image.ReadValue(value);
-        current->AppendAttribute(MakeKey(key, n), std::move(value));
+        current->AppendAttribute(keys->Get(key, n), std::move(value));
         break;
       }
       case 'V': image.ReadValue(current->Value()); break;
