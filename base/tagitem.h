@@ -132,6 +132,8 @@ public:
 private:
   void LinkSubItem(RTagItem* item) noexcept;
   RTagAttribute* FindAttributeRecord(const RHashedString& key) const noexcept;
+  // Drops the subitem cursors of this item and its ancestors that point into gone's subtree.
+  void DropCursorsInto(const RTagItem* gone, bool keepGone) noexcept;
 
   RTagItem* previous_ = nullptr;
   RTagItem* next_ = nullptr;

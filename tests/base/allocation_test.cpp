@@ -7,6 +7,7 @@
 #include <new>
 
 #include "base/string.h"
+#include "base/tagitem.h"
 
 namespace {
 std::atomic<long> gAllocations{0};
@@ -53,6 +54,31 @@ TEST(HeapUse, ShortStringsUnderTwentyFourUnitsStayOffTheHeap) {
     EXPECT_EQ(hashed.Text().Length(), 23);
   }
   EXPECT_EQ(Allocations() - before, 0);
+}
+
+TEST(HeapUse, ShortAttributeKeysAndValuesStayOffTheHeap) {
+  RTagItem item;
+  item.SetAttribute("Mode", "Linear");
+  // A freed record stays in the pool, so the new key below needs no chunk of its own.
+  item.SetAttribute("Spare", 1);
+  item.RemoveAttribute("Spare");
+  const std::u16string units23(23, u'v');
+  const std::u16string units24(24, u'v');
+  const RString value23(units23.data(), 23);
+  const RString value24(units24.data(), 24);
+  const RHashedString key23(RShortString(units23.data(), 23));
+  long before = Allocations();
+  item.SetAttribute("Mode", value23);
+  item.SetAttribute("mode", RVariant::FromText(RShortString(u"Ugly")));
+  item.SetAttribute(key23, value23);
+  item.SetAttribute(key23, 2.5);
+  item.SetAttribute(key23, value23);
+  EXPECT_EQ(Allocations() - before, 0);
+  EXPECT_EQ(item.GetAttributeCount(), 2);
+  EXPECT_EQ(item.GetAttributeText(key23), value23);
+  // The counter sees this path: one unit more goes to the heap.
+  item.SetAttribute("Mode", value24);
+  EXPECT_EQ(Allocations() - before, 1);
 }
 
 } // namespace
