@@ -49,8 +49,12 @@ void RChoiceRange::FitToItems() {
   maxinc_ = 1.0;
   steps_ = count;
   default_ = std::clamp(std::round(default_), min_, max_);
-  value_ = std::round(value_);
   Clamp();
+}
+
+void RChoiceRange::Clamp() {
+  value_ = std::round(value_);
+  RValueRange::Clamp();
 }
 
 void RChoiceRange::ApplyAttributes(const Attributes& a) {

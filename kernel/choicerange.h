@@ -19,6 +19,8 @@ public:
   void SetItems(const RArray<RString>& items);
   int32_t GetIndex() const noexcept { return int32_t(value_); }
 
+  // Rounds to a whole index, then clamps to the items.
+  void Clamp() override;
   // Only the default and the value apply: the items fix the limits and the steps.
   void ApplyAttributes(const Attributes& attributes) override;
 

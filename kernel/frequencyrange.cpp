@@ -58,6 +58,26 @@ double RFrequencyRange::CurveToLinear(double curve) const {
   return (NormalisedToReal(curve) - min_) / span;
 }
 
+// The frequency, then its place in the span: (f - min) / (max - min), as a second pass.
+template <typename T>
+void RFrequencyRange::CurveToLinearBlock(const T* in, T* out, int32_t count) const noexcept {
+  const double span = Span();
+  if (span == 0.0) {
+    RValueKernels::MultiplyAdd(in, out, count, T(0), T(0));
+    return;
+  }
+  RValueKernels::MultiplyAddExp(in, out, count, T(logMax_ - logMin_), T(logMin_));
+  RValueKernels::MultiplyAdd(out, out, count, T(1.0 / span), T(-min_ / span));
+}
+
+void RFrequencyRange::CurveToLinear(const double* in, double* out, int32_t count) const noexcept {
+  CurveToLinearBlock(in, out, count);
+}
+
+void RFrequencyRange::CurveToLinear(const float* in, float* out, int32_t count) const noexcept {
+  CurveToLinearBlock(in, out, count);
+}
+
 double RFrequencyRange::RealToNormalised(double hertz) const {
   const double logSpan = logMax_ - logMin_;
   if (logSpan == 0.0 || !(hertz > 0.0)) return 0.0;

@@ -26,12 +26,17 @@ public:
 
   double LinearToCurve(double linear) const override;
   double CurveToLinear(double curve) const override;
+  void CurveToLinear(const double* in, double* out, int32_t count) const noexcept override;
+  void CurveToLinear(const float* in, float* out, int32_t count) const noexcept override;
   double RealToNormalised(double hertz) const override;
   double NormalisedToReal(double normalised) const override;
   void NormalisedToReal(const double* in, double* out, int32_t count) const noexcept override;
   void NormalisedToReal(const float* in, float* out, int32_t count) const noexcept override;
 
 private:
+  template <typename T>
+  void CurveToLinearBlock(const T* in, T* out, int32_t count) const noexcept;
+
   double logMin_ = 0.0;
   double logMax_ = 0.0;
   RString minimumText_;

@@ -28,6 +28,14 @@ double RTimeRange::CurveToLinear(double curve) const {
   return squared * squared;
 }
 
+void RTimeRange::CurveToLinear(const double* in, double* out, int32_t count) const noexcept {
+  RValueKernels::FourthPowerMultiplyAdd(in, out, count, 1.0, 0.0);
+}
+
+void RTimeRange::CurveToLinear(const float* in, float* out, int32_t count) const noexcept {
+  RValueKernels::FourthPowerMultiplyAdd(in, out, count, 1.0f, 0.0f);
+}
+
 double RTimeRange::RealToNormalised(double seconds) const {
   return LinearToCurve(RValueRange::RealToNormalised(seconds));
 }

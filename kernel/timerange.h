@@ -21,6 +21,8 @@ public:
   // n^4 and its inverse sqrt(sqrt(l)).
   double LinearToCurve(double linear) const override;
   double CurveToLinear(double curve) const override;
+  void CurveToLinear(const double* in, double* out, int32_t count) const noexcept override;
+  void CurveToLinear(const float* in, float* out, int32_t count) const noexcept override;
   double RealToNormalised(double seconds) const override;
   double NormalisedToReal(double normalised) const override;
   void NormalisedToReal(const double* in, double* out, int32_t count) const noexcept override;

@@ -138,6 +138,14 @@ double RValueRange::LinearToCurve(double linear) const { return linear; }
 
 double RValueRange::CurveToLinear(double curve) const { return curve; }
 
+void RValueRange::CurveToLinear(const double* in, double* out, int32_t count) const noexcept {
+  RValueKernels::MultiplyAdd(in, out, count, 1.0, 0.0);
+}
+
+void RValueRange::CurveToLinear(const float* in, float* out, int32_t count) const noexcept {
+  RValueKernels::MultiplyAdd(in, out, count, 1.0f, 0.0f);
+}
+
 double RValueRange::RealToNormalised(double real) const {
   const double span = Span();
   if (span == 0.0) return 0.0;

@@ -114,6 +114,9 @@ public:
   // normalised position. Identity for linear kinds.
   virtual double LinearToCurve(double linear) const;
   virtual double CurveToLinear(double curve) const;
+  // Block forms, for drawing a curve or shaping a buffer; count may be 0, in may equal out.
+  virtual void CurveToLinear(const double* in, double* out, int32_t count) const noexcept;
+  virtual void CurveToLinear(const float* in, float* out, int32_t count) const noexcept;
   // 0..1; 0 when max equals min.
   virtual double RealToNormalised(double real) const;
   // Inverse of RealToNormalised; n is expected in 0..1 and is not clamped.

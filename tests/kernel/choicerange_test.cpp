@@ -76,6 +76,16 @@ TEST(RChoiceRangeText, TextsAreFoundByExactComparisonAndUnknownTextMeansTheFirst
   EXPECT_EQ(Text(mode.GetItemText(-1)), "");
 }
 
+TEST(RChoiceRangeItems, AValueBetweenItemsIsRoundedToAWholeIndex) {
+  RChoiceRange mode(Items({"A", "B", "C"}));
+  mode.SetValue(1.4);
+  EXPECT_EQ(mode.GetValue(), 1.0);
+  EXPECT_EQ(Text(mode.GetText()), "B");
+  mode.SetValue(1.6);
+  EXPECT_EQ(mode.GetIndex(), 2);
+  EXPECT_EQ(mode.GetNormalised(), 1.0);
+}
+
 TEST(RChoiceRangeItems, SetItemRefusesIndexesWithoutAnItem) {
   RChoiceRange mode(Items({"A", "B", "C"}));
   EXPECT_TRUE(mode.SetItem(2));

@@ -52,20 +52,36 @@ std::vector<T> Inputs(size_t count) {
   return in;
 }
 
-// Compares a range's block form with its scalar form at every size and misalignment. The
-// tolerance is relative to the larger of the result and the range's limits.
+// The two mappings that have block forms.
+enum class Form { kNormalisedToReal, kCurveToLinear };
+
 template <typename T>
-void ExpectBlockMatchesScalar(const RValueRange& range, double tolerance) {
+void RunBlock(const RValueRange& range, Form form, const T* in, T* out, int32_t count) {
+  if (form == Form::kNormalisedToReal) range.NormalisedToReal(in, out, count);
+  else range.CurveToLinear(in, out, count);
+}
+
+double RunScalar(const RValueRange& range, Form form, double in) {
+  return form == Form::kNormalisedToReal ? range.NormalisedToReal(in) : range.CurveToLinear(in);
+}
+
+// Compares a range's block form with its scalar form at every size and misalignment. The
+// tolerance is relative to the larger of the result and the range's limits (1 for curves).
+template <typename T>
+void ExpectBlockMatchesScalar(const RValueRange& range, double tolerance,
+                              Form form = Form::kNormalisedToReal) {
   const std::vector<T> source = Inputs<T>(kLargest + kMisalignments);
-  const double scale = std::max(std::fabs(range.GetMin()), std::fabs(range.GetMax()));
+  const double scale = form == Form::kCurveToLinear
+                           ? 1.0
+                           : std::max(std::fabs(range.GetMin()), std::fabs(range.GetMax()));
   const T sentinel = T(-12345);
   for (int32_t size : kSizes) {
     for (int32_t misalign = 0; misalign < kMisalignments; ++misalign) {
       std::vector<T> out(size_t(kLargest + kMisalignments + kGuard), sentinel);
       const T* in = source.data() + misalign;
-      range.NormalisedToReal(in, out.data() + misalign, size);
+      RunBlock(range, form, in, out.data() + misalign, size);
       for (int32_t i = 0; i < size; ++i) {
-        const double expected = range.NormalisedToReal(double(in[i]));
+        const double expected = RunScalar(range, form, double(in[i]));
         const double got = double(out[size_t(misalign + i)]);
         ASSERT_NEAR(got, expected, tolerance * std::max(std::fabs(expected), scale))
             << "size " << size << ", misaligned by " << misalign << ", element " << i << ", n " << double(in[i]);
@@ -100,6 +116,24 @@ TEST_F(RValueKernelsTargets, FrequencyBlocksMatchTheExponentialOnEveryBuild) {
   ForEachTarget([&] {
     ExpectBlockMatchesScalar<double>(range, 1e-14);
     ExpectBlockMatchesScalar<float>(range, 2e-6);
+  });
+}
+
+TEST_F(RValueKernelsTargets, CurveBlocksMatchTheScalarCurveOnEveryBuild) {
+  const RValueRange linear(-48.0, 12.0, 0.0);
+  const RTimeRange time(0.001, 5.0, 0.2);
+  const RFrequencyRange frequency(20.0, 20000.0, 1000.0);
+  const RFrequencyRange empty(440.0, 440.0, 440.0);
+  ForEachTarget([&] {
+    for (const RValueRange* range : {static_cast<const RValueRange*>(&linear), static_cast<const RValueRange*>(&time)}) {
+      ExpectBlockMatchesScalar<double>(*range, 4 * DBL_EPSILON, Form::kCurveToLinear);
+      ExpectBlockMatchesScalar<float>(*range, 4 * FLT_EPSILON, Form::kCurveToLinear);
+    }
+    // The frequency is taken back to its place in the span: relative to the span, the error
+    // of the exponential grows by max / (max - min), about 1.
+    ExpectBlockMatchesScalar<double>(frequency, 1e-13, Form::kCurveToLinear);
+    ExpectBlockMatchesScalar<float>(frequency, 4e-6, Form::kCurveToLinear);
+    ExpectBlockMatchesScalar<double>(empty, 0.0, Form::kCurveToLinear);
   });
 }
 
