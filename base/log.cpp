@@ -8,19 +8,14 @@
 #include <filesystem>
 #include <mutex>
 
+#include "base/platform/filesystem.h"
+
 namespace {
 
-// ${XDG_DATA_HOME:-~/.local/share}/VarnholtStudios/Quillon.log
+// The data folder's "Quillon.log"; empty when there is no home folder.
 std::string DefaultLogPath() {
-  std::string folder;
-  if (const char* data = std::getenv("XDG_DATA_HOME"); data && *data) {
-    folder = data;
-  } else if (const char* home = std::getenv("HOME"); home && *home) {
-    folder = std::string(home) + "/.local/share";
-  } else {
-    return {};
-  }
-  return folder + "/VarnholtStudios/" + RLog::kFileName;
+  const RString folder = RPlatform::GetDataFolder();
+  return folder.IsEmpty() ? std::string() : folder.ToUTF8() + RLog::kFileName;
 }
 
 bool EchoRequestedByEnvironment() {
@@ -61,8 +56,10 @@ std::FILE* OpenFile(LogState& s) {
   const std::string path = s.path.empty() ? DefaultLogPath() : s.path;
   if (!path.empty()) {
     std::error_code ignored;
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
-    s.file = std::fopen(path.c_str(), "a");
+    // The path is UTF-8 on every system; a u8string says so to the path class.
+    const std::filesystem::path native(std::u8string(path.begin(), path.end()));
+    std::filesystem::create_directories(native.parent_path(), ignored);
+    s.file = RPlatform::OpenFile(RString::FromUTF8(path), "a");
   }
   s.openFailed = s.file == nullptr;
   return s.file;

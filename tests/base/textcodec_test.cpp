@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "base/exception.h"
+#include "base/memorystream.h"
 
 namespace {
 
@@ -152,6 +155,90 @@ TEST(RTextCodecUnicode, UTF16IsLittleEndianUnitByUnit) {
   EXPECT_EQ(Decode(utf16, bytes), std::u16string(text, 4));
   // An odd last byte is no unit.
   EXPECT_EQ(Decode(utf16, bytes + "x"), std::u16string(text, 4));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Through a stream
+
+// Bytes in memory, read in pieces no larger than `piece`, as a chain of decompressors may hand
+// them out, so that characters get cut.
+class RPieceStream : public RStream {
+public:
+  explicit RPieceStream(std::string bytes = {}, int64_t piece = 1 << 30) : bytes_(std::move(bytes)), piece_(piece) {}
+  int64_t Read(void* out, int64_t count) override {
+    const int64_t n = std::min({count, piece_, int64_t(bytes_.size()) - position_});
+    std::memcpy(out, bytes_.data() + position_, size_t(n));
+    position_ += n;
+    return n;
+  }
+
+private:
+  std::string bytes_;
+  int64_t piece_;
+  int64_t position_ = 0;
+};
+
+TEST(RTextCodecStream, ReadAllKeepsCharactersThatStraddleBlocks) {
+  // Three-byte characters behind two ASCII bytes: a block of 4096 bytes ends inside one.
+  std::string text = "xy";
+  for (int i = 0; i < 5000; ++i) text += "\xE2\x82\xAC";
+  for (int64_t piece : {int64_t(1) << 30, int64_t(4096), int64_t(1000)}) {
+    RPieceStream in(text, piece);
+    const std::u16string read = RTextCodec::Find("utf-8").ReadAll(in).ToU16();
+    EXPECT_TRUE(read == RString::FromUTF8(text).ToU16()) << "read in pieces of " << piece;
+  }
+}
+
+TEST(RTextCodecStream, UTF16WritesItsMarkerAndReadingRequiresIt) {
+  const RTextCodec& utf16 = RTextCodec::Find("utf-16");
+  RMemoryStream out;
+  utf16.WriteMarker(out);
+  utf16.Write(out, RString::FromUTF8("caf\xC3\xA9"));
+  const std::string written(reinterpret_cast<const char*>(out.GetData()), size_t(out.GetSize()));
+  EXPECT_EQ(written, Bytes({255, 254, 'c', 0, 'a', 0, 'f', 0, 0xE9, 0}));
+
+  out.Seek(0);
+  RMemoryStream& in = out;
+  utf16.ReadMarker(in);
+  EXPECT_EQ(utf16.ReadAll(in).ToUTF8(), "caf\xC3\xA9");
+
+  for (const std::string& bad : {Bytes({254, 255, 'c', 0}), Bytes({255}), std::string()}) {
+    RMemoryStream wrong(bad.data(), int64_t(bad.size()));
+    try {
+      utf16.ReadMarker(wrong);
+      ADD_FAILURE() << "a missing marker was accepted";
+    } catch (const RException& e) {
+      EXPECT_EQ(e.GetMessage().ToUTF8(), "Invalid UTF8 header.");
+    }
+  }
+  // Other codecs have no marker and consume nothing.
+  RMemoryStream plain("ab", 2);
+  RTextCodec::Find("utf-8").ReadMarker(plain);
+  EXPECT_EQ(RTextCodec::Find("utf-8").ReadAll(plain).ToUTF8(), "ab");
+}
+
+TEST(RTextCodecStream, AReaderSwitchesCodecsInMidStream) {
+  // A declaration in ASCII, then bytes in windows-1252: the look-ahead already taken from the
+  // stream is decoded by the new codec.
+  RPieceStream in("enc=\x80\xE9", 1);
+  RTextReader reader(in, RTextCodec::Default());
+  std::u16string head;
+  char16_t unit;
+  for (int i = 0; i < 4 && reader.ReadChar(unit); ++i) head += unit;
+  EXPECT_EQ(head, u"enc=");
+  reader.SetCodec(RTextCodec::Find("cp1252"));
+  std::u16string tail;
+  while (reader.ReadChar(unit)) tail += unit;
+  EXPECT_EQ(tail, u"\u20AC\u00E9");
+}
+
+TEST(RTextCodecStream, AReaderHandsOutAPairInTwoUnits) {
+  RMemoryStream in("\xF0\x9F\x98\x80z", 5);
+  RTextReader reader(in, RTextCodec::Default());
+  std::u16string units;
+  char16_t unit;
+  while (reader.ReadChar(unit)) units += unit;
+  EXPECT_EQ(units, (std::u16string{0xD83D, 0xDE00, u'z'}));
 }
 
 }  // namespace
