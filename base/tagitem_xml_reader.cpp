@@ -97,6 +97,7 @@ void RXmlSource::SwitchCodec(const RString& name) {
   const RTextCodec& codec = RTextCodec::Find(name);
   if (&codec == codec_) return;
   bytePos_ = BytePositionOfIndex();
+  pieceStart_ = bytePos_;  // nothing of the old piece is left to count
   codec_ = &codec;
   units_.clear();
   index_ = 0;

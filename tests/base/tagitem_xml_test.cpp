@@ -169,6 +169,11 @@ TEST(TagItemXmlReader, DecodesUtf8UnlessTheDeclarationNamesAnotherEncoding) {
   RTagItem latin1;
   Parse(latin1, "<?xml version=\"1.0\" encoding=\"iso-8859-1\"?><a>caf\xe9</a>");
   EXPECT_EQ(latin1.Value().ToText().ToU16(), u"caf\u00e9");
+  // Each switch takes over where the text stands: the bytes before it are never read again.
+  RTagItem twice;
+  Parse(twice, "<?xml encoding=\"iso-8859-1\" encoding=\"koi8-r\"?><a>\xc1</a><b/>");
+  EXPECT_EQ(twice.Value().ToText().ToU16(), u"\u0430");
+  EXPECT_EQ(twice.GetSubItemCount(), 0);
 }
 
 TEST(TagItemXmlReader, EachMalformedInputHasItsMessage) {
