@@ -226,7 +226,7 @@ bool RXmlParser::SkipPast(const char16_t* terminator, size_t length, std::u16str
     window[1] = window[2];
     window[2] = char16_t(u);
     if (++seen >= length && std::char_traits<char16_t>::compare(window + 3 - length, terminator, length) == 0) {
-      if (keep) keep->resize(keep->size() - length);
+      if (keep) keep->erase(keep->end() - std::ptrdiff_t(length), keep->end());
       return true;
     }
   }

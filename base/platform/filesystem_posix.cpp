@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 namespace RPlatform {
 
@@ -51,15 +52,17 @@ RString UserFolder(const char* variable, const char* fallbackBelowHome) {
 std::string FindInPath(const char* program) {
   const char* path = std::getenv("PATH");
   if (!path) return {};
-  std::string list = path;
+  const std::string_view list(path);
+  const std::string_view name(program);
   size_t start = 0;
   while (start <= list.size()) {
     size_t end = list.find(':', start);
-    if (end == std::string::npos) end = list.size();
-    std::string candidate = list.substr(start, end - start);
-    if (candidate.empty()) candidate = ".";
-    candidate += '/';
-    candidate += program;
+    if (end == std::string_view::npos) end = list.size();
+    std::string_view folder = list.substr(start, end - start);
+    if (folder.empty()) folder = ".";  // an empty entry means the working folder
+    std::string candidate;
+    candidate.reserve(folder.size() + 1 + name.size());
+    candidate.append(folder).append(1, '/').append(name);
     if (access(candidate.c_str(), X_OK) == 0) return candidate;
     start = end + 1;
   }

@@ -234,7 +234,7 @@ TEST(RMemoryStreamTest, AWriteInsideTheContentOverwritesWithoutGrowing) {
 
 TEST(RMemoryStreamTest, NegativeCountsAreRefused) {
   RMemoryStream memory;
-  char buffer[4];
+  char buffer[4] = {};
   EXPECT_EQ(Message(Caught([&] { memory.Write(buffer, -1); })), "Trying to write a block of negative size.");
   EXPECT_EQ(Message(Caught([&] { memory.Read(buffer, -1); })), "Trying to read a block of negative size.");
   EXPECT_EQ(Message(Caught([&] { memory.ReadLine(buffer, -1); })), "Trying to read a string of negative size.");
