@@ -80,7 +80,9 @@ public:
   RAudioPluginInterface* GetInterface() const noexcept { return interface_; }
   void SetInterface(RAudioPluginInterface* adapter) noexcept { interface_ = adapter; }
 
-  // --- the table
+  // --- the table [editor-thread] [host-thread], under the parameter lock. The look-ups build
+  // their indexes on first use (and after any change of the table), so they may allocate:
+  // never call them from the audio thread.
   // Fills the table once, after construction: own values in their order of construction,
   // then what the derived levels add. Derived classes call the base first.
   virtual void InitParameters();
@@ -108,6 +110,9 @@ public:
   int32_t ResolveParameterName(RString& name);
   // Rewrites a name an old settings file uses; returns whether it rewrote.
   virtual bool TranslateParameterName(RString& name);
+  // The name index's hash: one-at-a-time over the units, case and accents folded, so that
+  // names which compare equal share a bucket.
+  static uint32_t HashParameterName(const RString& name) noexcept;
 
   // --- changes towards the audio thread
   void SetParameterEdited(int32_t sampleOffset, int32_t index, double normalised);
@@ -208,6 +213,15 @@ protected:
   RLock automationLock_;
 
 private:
+  // Appends a record, growing the table to the next power of two when it is full.
+  int32_t AppendRecord(const Parameter& record);
+  // The name index alone: -1 when absent. Builds the index on first use.
+  int32_t FindParameter(const RString& name);
+  // GetParameterIndex's steps; report says whether a miss is written to the log.
+  int32_t LookUpParameter(const RString& name, bool report);
+  void ReportMissingParameter(const RString& name) const;
+  void DropIndexes() noexcept;
+
   void DeleteRamps() noexcept;
   std::vector<Ramp*> allRamps_;  // every ramp record ever made, for deletion
 };
