@@ -1,0 +1,185 @@
+// The stored state of the RAudioPlugin level: one Store body serves writing and reading, so a
+// key can't be written under one name and read under another. Keys equal to their defaults
+// are not written; a key missing on reading takes its default, so states of older versions
+// load, and a state holds only what differs.
+
+#include <cstdio>
+
+#include "base/exception.h"
+#include "base/guard.h"
+#include "base/lock.h"
+#include "base/tagitem.h"
+#include "kernel/audioplugin.h"
+#include "kernel/channelmodes.h"
+#include "kernel/replacementlog.h"
+#include "kernel/storecontext.h"
+#include "kernel/undo.h"
+
+namespace {
+
+// MIDI controller numbers of the sixteen controller slots; 135 is no controller.
+constexpr int32_t kControllerDefaults[16] = {1, 2, 11, 135, 135, 135, 135, 135, 135, 135, 135, 135, 135, 135, 135, 135};
+
+// Runs one section of a store on a child element: made when writing and dropped again when
+// the section wrote nothing, skipped when reading a tree that lacks it.
+template <class F>
+void InElement(RStoreContext& context, const char* name, F&& section) {
+  RStoreContext child = context;
+  if (!context.Enter(name, child)) return;
+  section(child);
+  if (context.IsWriting()) {
+    RTagItem& element = child.GetElement();
+    if (element.GetAttributeCount() == 0 && element.GetSubItemCount() == 0) context.GetElement().DeleteSubItem(&element);
+  }
+}
+
+// Older versions keyed values "parameterKey" where the present one writes "#Key".
+bool HasOldKeys(const RTagItem& root) {
+  bool old = false;
+  for (const RTagAttribute* a = root.GetFirstAttribute(); a; a = a->next) {
+    const RShortString& key = a->key.Text();
+    if (key.Length() > 0 && key[0] == u'#') return false;
+    if (key.Compare("parameter", 9) == 0) old = true;
+  }
+  return old;
+}
+
+} // namespace
+
+void RAudioPlugin::Store(RStoreContext& context) {
+  // Changes made by a read are not the user's: they must not become undo steps.
+  std::unique_ptr<RNoUndoScope> quiet;
+  if (context.IsReading()) quiet = std::make_unique<RNoUndoScope>(&GetUndo());
+
+  RGuarded("RAudioPlugin::StoreGlobal", [&] { StoreGlobal(context); });
+  RGuarded("RAudioPlugin::StoreMultiParameters settings", [&] {
+    InElement(context, "MultiParameters", [&](RStoreContext& c) { StoreMultiParameters(c); });
+  });
+  RGuarded("RAudioPlugin::StoreLFO settings", [&] {
+    InElement(context, "LFOs", [&](RStoreContext& c) { StoreLFO(c); });
+  });
+  RGuarded("RAudioPlugin::StoreParamLock", [&] { StoreParamLock(context); });
+  RGuarded("RAudioPlugin::StoreArp", [&] { StoreArp(context); });
+  RGuarded("RAudioPlugin::StoreControllers", [&] { StoreControllers(context); });
+  if (context.IsReading()) MarkSetupPending();
+}
+
+void RAudioPlugin::StoreGlobal(RStoreContext& context) {
+  RTagItem& element = context.GetElement();
+  const bool writing = context.IsWriting();
+
+  if (writing) element.SetAttribute(RHashedString("Version"), kWriterVersion);
+
+  // The mode is stored by its text; "EnableSurroundProcessing" is the key of older versions.
+  if (writing) {
+    if (channelMode_ != RChannelModes::kLeftRight) {
+      element.SetAttribute(RHashedString("ChannelMode"), RChannelModes::GetText(channelMode_));
+    }
+  } else {
+    RString text;
+    int32_t surround = 0;
+    if (element.ReadAttribute(RHashedString("ChannelMode"), text)) {
+      channelMode_ = RChannelModes::FindText(text);
+    } else if (element.ReadAttribute(RHashedString("EnableSurroundProcessing"), surround)) {
+      channelMode_ = surround != 0 ? RChannelModes::kSurround : RChannelModes::kLeftRight;
+    } else {
+      channelMode_ = RChannelModes::kLeftRight;
+    }
+    if (channelMode_ > RChannelModes::kLastStereoMode && hostChannels_ < 3) channelMode_ = RChannelModes::kLeftRight;
+  }
+
+  if (options_.bypass) {
+    // The Bypass value is kept out of the table's own storage (key "~") and written here.
+    bool bypass = bypassValue_ && bypassValue_->IsOn();
+    context.Bool("Bypass", bypass, false);
+    if (!writing && bypassValue_) bypassValue_->SetValueNow(bypass ? 1.0 : 0.0);
+    context.Bool("SmartBypass", smartBypass_, true);
+  }
+
+  context.Int("MaxLFOBlockSizeOffline", shared_->MaxLFOBlockSizeOffline, RSharedBlockData::kDefaultMaxLFOBlockSizeOffline);
+  // A preset carries no block size of the host's session.
+  if (writing || !context.IsPresetOnly()) {
+    context.Int("MaxLFOBlockSize", shared_->MaxLFOBlockSize, RSharedBlockData::kDefaultMaxLFOBlockSize);
+  }
+  context.Bool("RandomizerCompensation", randomizerCompensation_, true);
+  if (options_.agc) context.Bool("AGC", agc_, false);
+  if (options_.limiter) context.Bool("Limiter", limiter_, false);
+  if (options_.auditionDifference) context.Bool("AuditionDifference", auditionDifference_, false);
+  context.Bool("EnableLatencyReporting", enableLatencyReporting_, true);
+  context.Bool("SleepOnSilence", sleepOnSilence_, true);
+  context.Int("Upsampling", upsampling_, 1);
+  context.Int("UpsamplingOffline", upsamplingOffline_, 1);
+  context.Bool("HQUpsampling", hqUpsampling_, true);
+  if (options_.parallelization) context.Bool("Parallelization", parallelization_, false);
+  context.Bool("SampleAccurateEvents", sampleAccurateEvents_, true);
+  if (inputBuses_ == 0 || options_.midiThru) context.Bool("MIDIThru", midiThru_, false);
+  if (options_.sinc) context.Bool("Sinc", shared_->Sinc, false);
+  if (options_.synchronizePhase) context.Bool("SynchronizePhase", shared_->SynchronizePhase, false);
+
+  for (int32_t i = 0; i < 16; ++i) {
+    char key[8];
+    std::snprintf(key, sizeof key, "MC%d", int(i + 1));
+    context.Int(key, midiControllers_[i], kControllerDefaults[i]);
+  }
+  context.Int("MCmpe", midiControllerMPE_, 0);
+
+  // This level's values; mirrored records belong to nested plug-ins, which store themselves.
+  for (const Parameter& p : parameters_) {
+    if (!p.Mirrored && p.Value && p.Value->GetOwner() == this) p.Value->Store(context);
+  }
+
+  if (!writing) PostLoad();
+}
+
+// The seams below are filled by the levels that own multi-parameters, modulators, a
+// parameter lock, an arpeggiator and MIDI controllers; this level has none of them.
+void RAudioPlugin::StoreMultiParameters(RStoreContext&) {}
+void RAudioPlugin::StoreLFO(RStoreContext&) {}
+void RAudioPlugin::StoreParamLock(RStoreContext&) {}
+void RAudioPlugin::StoreArp(RStoreContext&) {}
+void RAudioPlugin::StoreControllers(RStoreContext&) {}
+
+void RAudioPlugin::SaveStateTree(RTagItem& root) {
+  RLockGuard parameters(GetParameterLock());
+  root.Clear();
+  if (root.GetName().IsEmpty()) root.SetName(name_ + RString("settings"));
+  RStoreContext context(root, RStoreContext::kWriting | RStoreContext::kNewKeys);
+  Store(context);
+}
+
+void RAudioPlugin::LoadStateTree(const RTagItem& root) {
+  if (root.GetName().IsEmpty()) throw RException(RString("The data hold no stored settings."));
+  // The tree is read from a copy: the reader moves cursors, and the caller's tree stays as
+  // it was. The present state is kept to come back to when the read fails halfway.
+  RTagItem tree(root.GetName());
+  tree.Copy(root);
+  RTagItem previous;
+  SaveStateTree(previous);
+  const uint8_t flags = HasOldKeys(root) ? 0 : RStoreContext::kNewKeys;
+
+  const int32_t channelMode = channelMode_, upsampling = upsampling_, upsamplingOffline = upsamplingOffline_;
+  const bool hq = hqUpsampling_;
+  {
+    RNoUndoScope quiet(&GetUndo());
+    RLockGuard parameters(GetParameterLock());
+    RLockGuard audio(GetAudioLock());
+    RLockGuard automation(GetAutomationLock());
+    try {
+      RStoreContext context(tree, flags);
+      Store(context);
+    } catch (...) {
+      RGuarded("RAudioPlugin::LoadStateTree", [&] {
+        RStoreContext back(previous, RStoreContext::kNewKeys);
+        Store(back);
+      });
+      RReplacementLog::Finish(*this, false);
+      throw;
+    }
+  }
+  RReplacementLog::Finish(*this, false);
+  // Channels and oversampling are settled by Setup alone.
+  if (channelMode != channelMode_ || upsampling != upsampling_ || upsamplingOffline != upsamplingOffline_ ||
+      hq != hqUpsampling_) {
+    Setup();
+  }
+}
