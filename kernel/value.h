@@ -28,6 +28,8 @@
 
 class RAudioPluginBase;
 class RStoreContext;
+class RTagItem;
+class RVariant;
 
 class RValue {
 public:
@@ -176,6 +178,13 @@ protected:
   RRangedValue(RAudioPluginBase* owner, std::unique_ptr<RValueRange> range, const RString& name,
                const RString& key, const RString& description);
 
+  // Moves the user value to a normalised position (clamped to 0..1); whether it changed.
+  // Continuous kinds quantise through the range's steps.
+  virtual bool ApplyNormalised(double normalised);
+  // The stored form of the user value, and the real value a stored form stands for.
+  virtual void WriteStored(RTagItem& element, const RHashedString& key) const;
+  virtual double ReadStored(const RVariant& stored) const;
+
   std::unique_ptr<RValueRange> range_;
   double processing_ = 0.0;
   double processingNormalised_ = 0.0;
@@ -214,6 +223,13 @@ public:
   RChoiceRange& GetChoiceRange() noexcept { return static_cast<RChoiceRange&>(*range_); }
   int32_t GetIndex() const noexcept { return int32_t(range_->GetValue()); }
   int32_t GetProcessingIndex() const noexcept { return int32_t(processing_); }
+
+protected:
+  // Each item owns an equal share of the travel, round(n * count - 0.5), as hosts expect of a
+  // stepped parameter; snapping to the item positions first would move the borders.
+  bool ApplyNormalised(double normalised) override;
+  void WriteStored(RTagItem& element, const RHashedString& key) const override;
+  double ReadStored(const RVariant& stored) const override;
 };
 
 class RBoolValue : public RRangedValue {
@@ -224,4 +240,10 @@ public:
   RValueRange* GetRange() override { return nullptr; }
   bool IsOn() const noexcept { return range_->GetValue() >= 0.5; }
   bool IsProcessingOn() const noexcept { return processing_ >= 0.5; }
+  // A host's or a user's flag text: "0" is off and any other text is on, "Off" included.
+  bool ParseToNormalised(const RString& text, double& normalised) const override;
+
+protected:
+  void WriteStored(RTagItem& element, const RHashedString& key) const override;
+  double ReadStored(const RVariant& stored) const override;
 };
