@@ -16,6 +16,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "kernel/audiopluginbase.h"
 #include "kernel/sharedblockdata.h"
@@ -30,6 +31,8 @@ public:
   static constexpr int32_t kAsleepCount = -100000000;
   static constexpr int32_t kMaxQueuedEvents = 1024;
   static constexpr int32_t kWriterVersion = 1050368;
+  // Bound of the channel pointer arrays built on the stack: buses times channels per bus.
+  static constexpr int32_t kMaxChannelPointers = 128;
 
   // Options a definition switches on; a plain plug-in has none.
   struct Options {
@@ -95,8 +98,17 @@ public:
   // Reports GetLatency / Oversampling plus the oversampling filters' delay to the adapter;
   // 0 when latency reporting is off. Returns false when the report must wait.
   virtual bool UpdateLatency(bool lock, bool force);
+  // Queues an event for the next block, offset in host samples. [host-thread], before the block.
   void ScheduleMIDIEvent(int32_t offset, uint32_t event);
-  void UpdateMaxBlockSize(int32_t maxBlock);
+  // The sub-block cap (MaxBlock, 1024 to start); a graph passes on the smallest of its modules.
+  virtual void UpdateMaxBlockSize(int32_t maxBlock);
+  // A latency change to tell the host once afterFrames more samples have been processed.
+  void RequestLatencyReport(int32_t afterFrames = 0) noexcept { latencyCountdown_ = afterFrames < 0 ? 0 : afterFrames; }
+  // Nests this plug-in in a graph: the parent's locks and, unless the options give it its
+  // own, the parent's shared block data. [host-thread], before Setup.
+  void AttachToParent(RAudioPlugin& parent);
+  // The tempo of the block most recently scheduled by any plug-in in the process.
+  static double GetPublishedTempo() noexcept;
 
   // --- state of the cycle, for the adapter, the command line and tests
   double GetHostSampleRate() const noexcept { return hostSampleRate_; }
@@ -117,6 +129,23 @@ public:
   float GetBypassMix() const noexcept { return bypassMix_; }
   int32_t GetReportedLatency() const noexcept { return reportedLatency_; }
   RSharedBlockData& GetSharedData() noexcept { return *shared_; }
+  int32_t GetMaxBlock() const noexcept { return maxBlock_; }
+  int32_t GetLastBlockSize() const noexcept { return lastBlockSize_; }
+  int32_t GetSubBlockOffset() const noexcept { return subBlockOffset_; }
+  int32_t GetQueuedEventCount() const noexcept { return int32_t(events_.size()); }
+  int32_t GetBypassDelay() const noexcept { return bypassDelay_; }
+  bool IsSmartBypass() const noexcept { return smartBypass_; }
+  void SetSmartBypass(bool on) noexcept { smartBypass_ = on; }
+  // Set whenever the plug-in falls asleep or wakes; the adapter clears it once it has looked.
+  bool TakeStateChanged() noexcept {
+    const bool changed = stateChanged_;
+    stateChanged_ = false;
+    return changed;
+  }
+  // Value smoothing of this rate: the one-pole coefficient exp(-1 / SampleRate) and the
+  // per-sample slope 40 / SampleRate, both set by Setup.
+  double GetSmoothingCoefficient() const noexcept { return smoothingCoefficient_; }
+  double GetSmoothingSlope() const noexcept { return smoothingSlope_; }
 
   // --- stored state (one body for both directions)
   virtual void Store(RStoreContext& context);
@@ -134,6 +163,17 @@ public:
   void LoadStateTree(const RTagItem& root);
 
 protected:
+  // The factor this Setup runs at; 1 until oversampling is configured.
+  virtual int32_t ResolveOversampling() const { return 1; }
+  // Whether the host may be told about a latency change now (some hosts only between blocks).
+  virtual bool MayReportLatency() const { return true; }
+  // Modulators, multi-parameters and the arpeggiator over a sub-block (or, asleep, over a
+  // whole block with no audio, so that they keep time). The kernel has none.
+  virtual void RunModulators(float* const* inputs, int32_t frames) { (void)inputs; (void)frames; }
+  // Automatic gain: measure the input before the block, apply to the output after it. The
+  // kernel has none; a definition's AGC option overrides both.
+  virtual void MeasureAGC(float* const* inputs, int32_t frames) { (void)inputs; (void)frames; }
+  virtual void ApplyAGC(float* const* outputs, int32_t frames) { (void)outputs; (void)frames; }
   bool SleepAllowed() const noexcept;
   bool AppliesChangesAtOnce() const override;
   // The sleep test after a block; returns whether the plug-in sleeps.
@@ -147,6 +187,14 @@ protected:
   virtual void ProcessMIDIEvent(const MIDIEvent&) {}
   void RunLimiter(float* const* outputs, int32_t frames);
   void RunBypassCrossfade(float* const* inputs, float* const* outputs, int32_t frames);
+  // Keeps the dry rings filled with the latest input while no crossfade runs.
+  void FeedBypassRings(float* const* inputs, int32_t frames);
+  void ZeroOutputs(float* const* outputs, int32_t frames) const noexcept;
+  // Every host channel from input to output, nothing else touched.
+  void PassDry(float* const* inputs, float* const* outputs, int32_t frames) const noexcept;
+  void ClampOutputs(float* const* outputs, int32_t frames) const noexcept;
+  bool ChannelsSilent(float* const* channels, int32_t buses, int32_t frames) const noexcept;
+  void PassExtraChannels(float* const* inputs, float* const* outputs, int32_t frames) noexcept;
 
   Options options_;
   std::shared_ptr<RSharedBlockData> shared_;
@@ -183,12 +231,34 @@ protected:
   bool stateChanged_ = false;
   int32_t silenceCountdown_ = kAsleepCount;
 
+  bool setupRunning_ = false;
+  bool sharesParentData_ = false;
+
+  // modulators (none in the kernel): what UpdateBlockLimits and the sub-block look at
+  bool anyLFOActive_ = false;
+  bool anyMultiActive_ = false;
+  bool anyMultiOrPending_ = false;
+
+  // value smoothing constants of the rate
+  double smoothingCoefficient_ = 0.0;
+  double smoothingSlope_ = 0.0;
+
   // bypass
   std::unique_ptr<RBoolValue> bypassValue_;
   bool bypassState_ = false;
   float bypassMix_ = 1.0f;
   bool smartBypass_ = true;
   int32_t bypassDelay_ = 0;
+  // Dry rings of bypassDelay_ samples, one per processed channel of the main bus, so that
+  // the dry signal lines up with the latency of the wet one.
+  struct BypassRing {
+    std::vector<float> samples;
+    int32_t position = 0;
+  };
+  std::vector<BypassRing> bypassRings_;
+  // The input copy of an in-place block when the process-wide pools have none free (more
+  // instances at once than they hold, or a taker on another thread): sized by Setup.
+  std::vector<float> inputCopy_;
 
   // output guard
   bool agc_ = false;
@@ -199,6 +269,10 @@ protected:
     double s = 0.0;
   };
   std::vector<LimiterState> limiterState_;
+  // What this Setup runs: the stored switches where the definition has the option.
+  bool agcOn_ = false;
+  bool limiterOn_ = false;
+  bool auditionOn_ = false;
   double limiterA_ = 1.0, limiterB_ = 0.0, limiterD_ = 0.0, limiterAttack_ = 0.0, limiterRelease_ = 0.0;
 
   // latency

@@ -22,6 +22,11 @@ public:
 
   RAudioPlugin& GetPlugin() noexcept { return *plugin_; }
 
+  // Sizes the shared silent and throw-away buffers for blocks of up to maxFrames; the
+  // plug-in calls it when the host announces its format. Longer blocks are processed in
+  // pieces of this size. Never during a process call. [host-thread]
+  void PrepareBuffers(int32_t maxFrames);
+
   // One host block: denormals flushed, missing buffers filled with shared silent and
   // throw-away ones, runaway inputs silenced, the position pulled back by the latency, then
   // the plug-in's cycle. Runs in a guard: nothing is thrown out. [audio-thread]
@@ -36,7 +41,8 @@ public:
   // The message of the last failed SaveState or LoadState.
   const RString& GetLastError() const noexcept { return lastError_; }
 
-  // --- what the plug-in tells the host; an adapter overrides what its host can hear
+  // --- what the plug-in tells the host; an adapter overrides what its host can hear. The
+  // base has no host to tell: the three below do nothing. [any-thread but audio]
   virtual void AutomationChanged(int32_t index, double normalised);
   virtual void BeginGesture(int32_t index);
   virtual void EndGesture(int32_t index);

@@ -31,6 +31,10 @@ struct RTimeInfo {
   double LoopStart = -1.0;
   double LoopEnd = -1.0;
   uint8_t state = 0;
+  // Where the present block began: the scheduler moves the two positions above on within a
+  // block, and a block without host positions carries on from these.
+  double BlockStartPPQ = 0.0;
+  int64_t BlockStartSample = 0;
 
   bool IsPlaying() const noexcept { return (state & kPlaying) != 0; }
   bool HasJumped() const noexcept { return (state & kJumped) != 0; }
