@@ -18,6 +18,10 @@ struct RScratchArena {
   void* Take(int64_t bytes) noexcept;
   // Position back to 0; the overflow mark stays so that Setup can grow the arena.
   void Reset() noexcept { position = 0; }
+  // Room for at least `bytes` of takes, each counted with its alignment padding; twice the
+  // old size when the arena overflowed since the last call. Position and overflow mark go
+  // back to zero. May allocate: setup side only, with the audio lock held.
+  void Prepare(int64_t bytes);
 };
 
 struct RSharedBlockData {
