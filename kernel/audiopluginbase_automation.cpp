@@ -52,10 +52,11 @@ void RAudioPluginBase::ScheduleAutomationEvent(int32_t sampleOffset, int32_t ind
     return;
   }
 
+  // SetNormalised posts Changed; the editor side hears it after the processing value below
+  // has been set, since Changed is delivered on the editor's timer.
   if (!value->SetNormalised(normalised)) return;
   if (value->HasFlag(RValue::kNoRamp) || IsFirstBlock()) {
     value->SetProcessing(value->GetNormalised());
-    value->NotifyChanged();
     return;
   }
   // The user value is what the range made of the host's number (clamped, stepped); the ramp
