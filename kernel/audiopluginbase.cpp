@@ -16,12 +16,18 @@ constexpr uint32_t kMinimumBuckets = 32;
 // The table's first allocation; it then doubles, so registration reallocates rarely.
 constexpr size_t kMinimumCapacity = 16;
 
+// One unit as names compare: accents folded, then A-Z lowered by adding 32. Narrow text is
+// Latin-1, so its bytes are read unsigned.
+template <typename Unit>
+char16_t FoldedUnit(Unit unit) noexcept {
+  return rstring_detail::FoldUnit(char16_t(std::make_unsigned_t<Unit>(unit)));
+}
+
 template <typename Unit>
 uint32_t HashUnits(const Unit* text, int length) noexcept {
   uint32_t h = 0;
   for (int i = 0; i < length; ++i) {
-    // FoldUnit lowers A-Z by adding 32 and folds accents first, as the name comparison does.
-    h += uint32_t(rstring_detail::FoldUnit(char16_t(std::make_unsigned_t<Unit>(text[i]))));
+    h += uint32_t(FoldedUnit(text[i]));
     h *= 1025;
     h ^= h >> 6;
   }
@@ -32,6 +38,15 @@ uint32_t HashUnits(const Unit* text, int length) noexcept {
 }
 
 uint32_t HashName(const char* name) noexcept { return HashUnits(name, int(std::char_traits<char>::length(name))); }
+
+// A name against an interned one, without case and accents.
+bool SameName(const RString& name, const char* interned) noexcept {
+  return name.Visit([interned](auto* units, int length) {
+    for (int i = 0; i < length; ++i)
+      if (interned[i] == 0 || FoldedUnit(units[i]) != FoldedUnit(interned[i])) return false;
+    return interned[length] == 0;
+  });
+}
 
 uint32_t BucketCount(size_t entries) noexcept {
   return std::max(kMinimumBuckets, std::bit_ceil(uint32_t(entries)));
@@ -281,7 +296,7 @@ int32_t RAudioPluginBase::FindParameter(const RString& name) {
   }
   for (int32_t i = nameIndex_->heads[HashParameterName(name) & nameIndex_->mask]; i >= 0;
        i = nameIndex_->next[size_t(i)])
-    if (name.Compare(parameters_[size_t(i)].Name) == 0) return i;
+    if (SameName(name, parameters_[size_t(i)].Name)) return i;
   return -1;
 }
 
@@ -289,14 +304,23 @@ void RAudioPluginBase::ReportMissingParameter(const RString& name) const {
   RLog::Write(RFormat("Parameter doesn't exist! Module '{0}', parameter '{1}'") << GetModulePath() << name);
 }
 
-int32_t RAudioPluginBase::LookUpParameter(const RString& name, bool report) {
+int32_t RAudioPluginBase::LookUpParameter(const RString& name, bool report, RString* matched) {
   int32_t index = FindParameter(name);
-  if (index >= 0) return index;
+  if (index >= 0) {
+    if (matched && matched != &name) *matched = name;
+    return index;
+  }
   RString translated = name;
-  if (TranslateParameterName(translated) && (index = FindParameter(translated)) >= 0) return index;
+  if (TranslateParameterName(translated) && (index = FindParameter(translated)) >= 0) {
+    if (matched) *matched = translated;
+    return index;
+  }
   if (report) ReportMissingParameter(name);
   // Single-band modules became the first band of multi-band ones.
-  return FindParameter(RString("Band 1 ") + name);
+  RString banded = RString("Band 1 ") + name;
+  index = FindParameter(banded);
+  if (index >= 0 && matched) *matched = banded;
+  return index;
 }
 
 int32_t RAudioPluginBase::GetParameterIndex(const RString& name) { return LookUpParameter(name, true); }
@@ -339,13 +363,10 @@ int32_t RAudioPluginBase::ResolveParameterName(RString& name) {
   // A name that a later stage resolves is a renamed parameter, not a missing one: the log
   // hears only of names that no stage finds.
   const RString original = name;
-  int32_t index = LookUpParameter(name, false);
+  int32_t index = LookUpParameter(name, false, &name);
   if (index >= 0) return index;
   RString translated = name;
-  if (TranslateParameterName(translated) && (index = LookUpParameter(translated, false)) >= 0) {
-    name = translated;
-    return index;
-  }
+  if (TranslateParameterName(translated) && (index = LookUpParameter(translated, false, &name)) >= 0) return index;
 
   using Stage = bool (*)(RString&);
   static constexpr Stage kStages[] = {
@@ -358,13 +379,8 @@ int32_t RAudioPluginBase::ResolveParameterName(RString& name) {
       RenameMultiParameterWords,
   };
   for (Stage stage : kStages)
-    if (stage(name) && (index = LookUpParameter(name, false)) >= 0) return index;
-
-  RString banded = RString("Band 1 - ") + name;
-  if ((index = LookUpParameter(banded, false)) >= 0) {
-    name = banded;
-    return index;
-  }
+    if (stage(name) && (index = LookUpParameter(name, false, &name)) >= 0) return index;
+  if ((index = LookUpParameter(RString("Band 1 - ") + name, false, &name)) >= 0) return index;
   ReportMissingParameter(original);
   return -1;
 }

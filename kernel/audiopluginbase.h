@@ -217,8 +217,9 @@ private:
   int32_t AppendRecord(const Parameter& record);
   // The name index alone: -1 when absent. Builds the index on first use.
   int32_t FindParameter(const RString& name);
-  // GetParameterIndex's steps; report says whether a miss is written to the log.
-  int32_t LookUpParameter(const RString& name, bool report);
+  // GetParameterIndex's steps; report says whether a miss is written to the log. matched,
+  // when given, receives the name that was found.
+  int32_t LookUpParameter(const RString& name, bool report, RString* matched = nullptr);
   void ReportMissingParameter(const RString& name) const;
   void DropIndexes() noexcept;
 
