@@ -5,6 +5,7 @@
 #include <cmath>
 #include <vector>
 
+#include "kernel/audiopluginbase.h"
 #include "kernel/value.h"
 
 namespace {
@@ -308,6 +309,44 @@ TEST(RValueEvents, ManyChangesBeforeTheEditorLooksAreAllKept) {
   }
   ASSERT_EQ(heard.values.size(), 40u);
   EXPECT_DOUBLE_EQ(heard.values.back(), 1.0);
+}
+
+// --- values inside a plug-in
+
+// A plug-in with its values as members, the way modules hold them.
+class ROwnerPlugin : public RAudioPluginBase {
+public:
+  ROwnerPlugin() : RAudioPluginBase("Owner") { meterSpeed.SetFlag(RValue::kNeedsSetup, false); }
+  RRealValue gain{this, "Gain", -24.0, 24.0, 0.0};
+  RChoiceValue mode{this, "Mode", Items({"a", "b"})};
+  RRealValue meterSpeed{this, "Meter speed", 0.0, 1.0, 0.5};
+};
+
+TEST(RValueOwner, ValuesJoinTheirOwnerInOrderOfConstruction) {
+  ROwnerPlugin plugin;
+  const std::vector<RValue*>& own = plugin.GetOwnValues();
+  ASSERT_EQ(own.size(), 3u);
+  EXPECT_EQ(own[0], &plugin.gain);
+  EXPECT_EQ(own[1], &plugin.mode);
+  EXPECT_EQ(own[2], &plugin.meterSpeed);
+  EXPECT_EQ(plugin.gain.GetOwner(), &plugin);
+}
+
+TEST(RValueOwner, AProcessingChangeRaisesTheSetupPendingBitOnlyWhenTheValueNeedsIt) {
+  ROwnerPlugin plugin;
+  plugin.ClearSetupPending();
+  plugin.meterSpeed.SetProcessing(1.0);
+  plugin.gain.SetNormalised(1.0);
+  plugin.gain.SyncProcessing();  // Setup's own copy calls Update itself
+  EXPECT_FALSE(plugin.IsSetupPending());
+  plugin.mode.SetProcessing(1.0);
+  EXPECT_TRUE(plugin.IsSetupPending());
+
+  plugin.ClearSetupPending();
+  plugin.gain.SetValueNow(24.0);  // processing already there: nothing to set up
+  EXPECT_FALSE(plugin.IsSetupPending());
+  plugin.gain.SetValueNow(-6.0);
+  EXPECT_TRUE(plugin.IsSetupPending());
 }
 
 } // namespace
