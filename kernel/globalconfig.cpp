@@ -64,6 +64,14 @@ RGlobalConfiguration::RGlobalConfiguration(const RString& folder) : folder_(fold
   Reload();
 }
 
+void RGlobalConfiguration::UseFolder(const RString& folder) {
+  {
+    std::lock_guard<std::mutex> hold(lock_);
+    folder_ = folder;
+  }
+  Reload();
+}
+
 void RGlobalConfiguration::Reload() {
   std::lock_guard<std::mutex> hold(lock_);
   if (folder_.IsEmpty()) {

@@ -51,6 +51,9 @@ public:
   RGlobalConfiguration& operator=(const RGlobalConfiguration&) = delete;
 
   const RString& GetFolder() const noexcept { return folder_; }
+  // Points this object at another folder and reads its files: tools that keep their own
+  // settings, tests that must not touch the user's.
+  void UseFolder(const RString& folder);
 
   // Absent keys give the default. A switch the audio path reads: lock-free. [any-thread]
   bool GetSwitch(const char* key, bool defaultValue);
