@@ -163,8 +163,9 @@ void RAudioPlugin::RunActiveCycle(float* const* inputs, float* const* outputs, i
   float* copy = nullptr;
   float* copied[kMaxChannelPointers];
   if (inPlace) {
+    // Always the size Setup reserved: the pools serve each size class from its own buffers.
     const int32_t floats = inputBuses_ * processChannels_ * frames;
-    copy = RBufferPools::Get().TryTake(floats);
+    copy = RBufferPools::Get().TryTake(std::max(floats, int32_t(inputCopy_.size())));
     float* target = copy;
     if (!copy && size_t(floats) <= inputCopy_.size()) target = inputCopy_.data();
     if (!target) {
