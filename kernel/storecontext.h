@@ -46,8 +46,8 @@ public:
   void Double(const char* key, double& field, double defaultValue);
   void Text(const char* key, RString& field, const RString& defaultValue);
 
-  // A child context on a sub-element: created when writing; null when reading and absent.
-  // The child lives in the tree; the returned context points at it.
+  // A child context on a sub-element, found or created when writing; false, child untouched,
+  // when reading and the element is absent. The element lives in the tree; child points at it.
   bool Enter(const char* name, RStoreContext& child) const;
 
 private:

@@ -97,7 +97,8 @@ public:
   virtual bool SetNormalised(double normalised) = 0;
   virtual double GetProcessingNormalised() const = 0;
   virtual double GetNormalised() const = 0;
-  // The user value becomes the processing value and LastValue.
+  // The user value becomes the processing value and LastValue. Setup's copy: it marks the
+  // value dirty but raises no setup-pending bit and fires nothing.
   virtual void SyncProcessing() = 0;
   // The user value becomes LastValue alone.
   virtual void ResetRamp() {}
@@ -171,7 +172,9 @@ public:
   // Called by a stage that consumed the block's ramp: the block's end value becomes the next
   // block's start. [audio-thread]
   void MarkRampDone() noexcept { lastValue_ = processing_; }
-  // Sets user and processing value together, in real units (clamped): construction, stores.
+  // Sets user and processing value together, in real units (clamped): stores, hand-written
+  // state. Fires ProcessingChanged and posts Changed when each moved; LastValue stays, so a
+  // stage still glides to the new value.
   void SetValueNow(double real);
 
 protected:
