@@ -2,8 +2,10 @@
 // The quillon command line: each command registers itself on the application and runs when
 // chosen. Bad input ends in CommandError, which main turns into one line and status 1.
 
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -15,6 +17,22 @@ struct CommandError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+class ROfflineHost;
+
+// --state and --set, shared by every command that opens the plug-in.
+struct HostOptions {
+  std::string state;
+  std::vector<std::string> sets;
+};
+void AddHostOptions(CLI::App& command, HostOptions& options);
+// The product's plug-in in an offline host.
+std::unique_ptr<ROfflineHost> OpenHost();
+// Loads the state, then makes the settings in the order given.
+void ApplyHostOptions(ROfflineHost& host, const HostOptions& options);
+
 void AddTreeCommand(CLI::App& app);
+void AddRenderCommand(CLI::App& app);
+void AddParamsCommand(CLI::App& app);
+void AddStateCommand(CLI::App& app);
 
 } // namespace quillon_cli

@@ -1,5 +1,5 @@
-// quillon: offline use of the engine (stored trees now; rendering, states and benchmarks as
-// the engine grows). Every failure is one line on standard error and exit status 1.
+// quillon: offline use of the engine: rendering audio through the plug-in, its parameters and
+// state, and stored trees. Every failure is one line on standard error and exit status 1.
 
 #include <CLI/CLI.hpp>
 
@@ -27,6 +27,9 @@ int Refuse(std::string message) {
 int main(int argc, char** argv) {
   CLI::App app{"quillon: the Quillon engine on the command line"};
   app.require_subcommand(1);
+  quillon_cli::AddRenderCommand(app);
+  quillon_cli::AddParamsCommand(app);
+  quillon_cli::AddStateCommand(app);
   quillon_cli::AddTreeCommand(app);
   try {
     app.parse(argc, argv);
@@ -43,5 +46,7 @@ int main(int argc, char** argv) {
     return Refuse(e.GetMessage().ToUTF8());
   } catch (const std::exception& e) {
     return Refuse(e.what());
+  } catch (...) {
+    return Refuse("an unexpected failure ended the command");
   }
 }
