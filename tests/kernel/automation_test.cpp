@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <condition_variable>
+#include <cstdio>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -50,16 +51,24 @@ public:
   void BeginGesture(int32_t index) override { Note("begin", index); }
   void EndGesture(int32_t index) override { Note("end", index); }
   void FlushGestureEnds() override { Note("flush", -1); }
-  void TouchEvent(int32_t index, int32_t kind) override { Note("touch " + std::to_string(kind), index); }
+  void TouchEvent(int32_t index, int32_t kind) override {
+    char what[16];
+    std::snprintf(what, sizeof what, "touch %d", int(kind));
+    Note(what, index);
+  }
 
   std::vector<std::string> Log() const {
     std::vector<std::string> log;
-    for (const Call& c : calls) log.push_back(c.what + " " + std::to_string(c.index));
+    for (const Call& c : calls) {
+      char line[64];
+      std::snprintf(line, sizeof line, "%s %d", c.what.c_str(), int(c.index));
+      log.emplace_back(line);
+    }
     return log;
   }
 
 private:
-  void Note(const std::string& what, int32_t index, double normalised = 0.0) {
+  void Note(const char* what, int32_t index, double normalised = 0.0) {
     calls.push_back({what, index, normalised, watched_.GetSuppressCount()});
   }
   RAudioPluginBase& watched_;

@@ -1,6 +1,7 @@
 // Planned parameter changes and the sub-blocks they cut: what the DSP sees at each cut.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <memory>
 #include <vector>
 
@@ -274,8 +275,11 @@ TEST_F(Ramps, AutomationReusesTheRampsReservedAtReset) {
 TEST(RampReserve, AtMostFiveHundredAndTwelveRecordsAreReservedAndMoreAreMadeOnDemand) {
   RRampTestPlugin plugin;
   std::vector<std::unique_ptr<RRealValue>> many;
-  for (int i = 0; i < 600; ++i)
-    many.push_back(std::make_unique<RRealValue>(&plugin, RString::FromUTF8("P" + std::to_string(i)), 0.0, 1.0, 0.0));
+  for (int i = 0; i < 600; ++i) {
+    char name[16];
+    std::snprintf(name, sizeof name, "P%d", i);
+    many.push_back(std::make_unique<RRealValue>(&plugin, RString::FromUTF8(name), 0.0, 1.0, 0.0));
+  }
   plugin.SetUp();
   EXPECT_EQ(plugin.CountFree(), 512);
   const int32_t first = plugin.GetParameterIndexOf(many[0].get());
