@@ -47,9 +47,11 @@ TEST(RBufferPools, SizesShareTheirPowerOfTwoClassOnly) {
   ASSERT_NE(buffer, nullptr);
   buffer[127] = 1.0f;
   pools.Give(buffer);
-  EXPECT_NE(pools.TryTake(65), nullptr);
+  float* again = pools.TryTake(65);
+  EXPECT_EQ(again, buffer);
   EXPECT_EQ(pools.TryTake(64), nullptr) << "64 floats are a class of their own";
   EXPECT_EQ(pools.TryTake(129), nullptr);
+  pools.Give(again);
   EXPECT_EQ(pools.CountBuffers(1), 0);
 }
 
