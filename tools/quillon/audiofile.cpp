@@ -155,6 +155,8 @@ void WriteAudioFile(const std::string& path, const RAudioData& audio, RSampleFor
     RSoundFile file(partial, SFM_WRITE, info);
     if (!file.Get()) throw CommandError(path + ": can't be written (" + sf_strerror(nullptr) + ")");
     if (format != RSampleFormat::kFloat) sf_command(file.Get(), SFC_SET_CLIPPING, nullptr, SF_TRUE);
+    // The peak chunk carries a time stamp: without it the same render gives the same bytes.
+    sf_command(file.Get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
 
     const int64_t frames = audio.GetFrameCount();
     const int channels = info.channels;
