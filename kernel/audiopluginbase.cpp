@@ -11,7 +11,7 @@
 
 namespace {
 
-// Both indexes use at least this many buckets, so that small tables never rehash.
+// Both indexes use at least this many buckets: a few dozen names need no chains to speak of.
 constexpr uint32_t kMinimumBuckets = 32;
 // The table's first allocation; it then doubles, so registration reallocates rarely.
 constexpr size_t kMinimumCapacity = 16;
