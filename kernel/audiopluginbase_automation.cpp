@@ -67,7 +67,8 @@ void RAudioPluginBase::ScheduleAutomationEvent(int32_t sampleOffset, int32_t ind
 void RAudioPluginBase::ParameterEditedByUser(int32_t index, double normalised) {
   RValue* value = GetParameterValue(index);
   if (!value) return;
-  const int32_t sinceBlock = int32_t(RPlatform::GetMilliseconds() - GetLastProcessTime());
+  // The root runs the host's cycle; a nested module's own stamp says nothing about the host.
+  const int32_t sinceBlock = int32_t(RPlatform::GetMilliseconds() - GetRoot().GetLastProcessTime());
   if (sinceBlock > kCycleStaleMilliseconds || sinceBlock < -kCycleStaleMilliseconds) {
     CancelRamp(index);
     value->SetProcessing(normalised);

@@ -224,6 +224,18 @@ TEST_F(Automation, AnEditWhileTheHostHasStoppedAppliesAtOnceAndCancelsAStaleRamp
   EXPECT_DOUBLE_EQ(plugin.gain.GetProcessingNormalised(), 0.25);
 }
 
+TEST_F(Automation, ANestedModuleEditGlidesWhileTheRootRunsTheCycle) {
+  RRampTestPlugin child("Child");
+  child.SetParent(&plugin);
+  child.SetUp();
+  child.SetEditRamp(100);
+  plugin.SetLastProcessTime(7000);
+  gNow = 7200;
+  child.ParameterEditedByUser(kGain, 1.0);
+  EXPECT_EQ(child.NearestRampTime(), 100);
+  EXPECT_DOUBLE_EQ(child.gain.GetProcessingNormalised(), 0.0);
+}
+
 // --- to the host
 
 TEST_F(Automation, ValuesToldToTheHostDropTheirEchoAndLeaveAnUndoStep) {
