@@ -4,6 +4,7 @@
 // load, and a state holds only what differs.
 
 #include <cstdio>
+#include <optional>
 
 #include "base/exception.h"
 #include "base/guard.h"
@@ -48,8 +49,8 @@ bool HasOldKeys(const RTagItem& root) {
 
 void RAudioPlugin::Store(RStoreContext& context) {
   // Changes made by a read are not the user's: they must not become undo steps.
-  std::unique_ptr<RNoUndoScope> quiet;
-  if (context.IsReading()) quiet = std::make_unique<RNoUndoScope>(&GetUndo());
+  std::optional<RNoUndoScope> quiet;
+  if (context.IsReading()) quiet.emplace(&GetUndo());
 
   RGuarded("RAudioPlugin::StoreGlobal", [&] { StoreGlobal(context); });
   RGuarded("RAudioPlugin::StoreMultiParameters settings", [&] {
