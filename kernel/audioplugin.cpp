@@ -135,7 +135,7 @@ void RAudioPlugin::Setup_Locked() {
 
   // The dry signal of a bypass crossfade is delayed by the latency, so that switching
   // bypass doesn't move the audio in time.
-  bypassDelay_ = smartBypass_ ? std::max(GetLatency(), 0) : 0;
+  bypassDelay_ = smartBypass_ ? std::max(GetLatency(), 0) / oversampling_ : 0;
   bypassRings_.assign(size_t(bypassDelay_ > 0 ? processChannels_ : 0), BypassRing{});
   for (BypassRing& ring : bypassRings_) ring.samples.assign(size_t(bypassDelay_), 0.0f);
 

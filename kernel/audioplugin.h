@@ -61,19 +61,20 @@ public:
   const Options& GetOptions() const noexcept { return options_; }
 
   // --- set-up
-  // Host rate, block size and channel layout; Setup follows when any changed.
+  // Host rate, block size and channel layout; Setup follows when any changed. [host-thread]
   void SetHostFormat(double hostSampleRate, int32_t maxBlockSize, int32_t hostChannels, int32_t inputBuses = 1,
                      int32_t outputBuses = 1);
   void SetOffline(bool offline) noexcept { shared_->Offline = offline; }
   bool IsOffline() const noexcept { return shared_->Offline; }
   // Nothing while the host rate is below 1; else takes the audio and automation locks
-  // (waiting) and runs Setup_Locked.
+  // (waiting) and runs Setup_Locked. [host-thread], never the audio thread.
   virtual void Setup();
   virtual void Setup_Locked();
   void InitParameters() override;
 
   // --- the cycle
   // From the host side (RAudioPluginInterface::ProcessAudio): the whole cycle of one block.
+  // [audio-thread]: allocates nothing, never waits; a block that can't have the locks goes dry.
   void ProcessCycle(float* const* inputs, float* const* outputs, int32_t frames, const RHostTimeInfo* host);
   // Per sub-block: prepare, Update when a NeedsSetup value moved, Process, finish.
   virtual void ProcessAudio(float* const* inputs, float* const* outputs, int32_t frames);
@@ -119,6 +120,8 @@ public:
   int32_t GetOutputBuses() const noexcept { return outputBuses_; }
   int32_t GetChannelStride() const noexcept { return channelStride_; }
   bool IsAsleep() const noexcept { return asleep_; }
+  // True while Setup_Locked runs (under both locks).
+  bool IsSetupRunning() const noexcept { return setupRunning_; }
   bool IsSuspended() const noexcept { return suspended_; }
   void SetSuspended(bool suspended) noexcept { suspended_ = suspended; }
   int32_t GetStepLimit() const noexcept { return stepLimit_; }
