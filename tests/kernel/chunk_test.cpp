@@ -128,15 +128,6 @@ TEST_F(ChunkTest, TruncatedCompressedDataKeepsTheState) {
   ExpectLoadError();
 }
 
-TEST_F(ChunkTest, AHostRestoringItsProjectAddsNoUndoStep) {
-  Change();
-  const std::vector<uint8_t> bytes = Save();
-  plugin->gain.SetValueNow(0.0);
-  ASSERT_TRUE(Load(bytes));
-  EXPECT_EQ(plugin->GetUndo().GetStepCount(), 0);
-  EXPECT_EQ(RUndoList::GetGlobalNoUndoCount(), 0);
-}
-
 TEST_F(ChunkTest, SettingsFilesSaveAndLoadTheStateAndRememberTheirFolder) {
   RTemporaryFolder folder;
   RGlobalConfiguration& configuration = RGlobalConfiguration::Get();

@@ -127,13 +127,4 @@ TEST_F(GlobalConfigurationTest, ADamagedFileGivesDefaults) {
   EXPECT_EQ(Read("GlobalConfiguration.xml")->GetAttributeText(RHashedString("SaveSettings")).ToUTF8(), "/tmp/");
 }
 
-TEST_F(GlobalConfigurationTest, ReloadSeesWhatAnotherProcessWrote) {
-  RGlobalConfiguration reader(folder);
-  RGlobalConfiguration writer(folder);
-  writer.SetSwitch(RGlobalConfiguration::kSleepOnSilence, false);
-  EXPECT_TRUE(reader.GetSwitch(RGlobalConfiguration::kSleepOnSilence, true));
-  reader.Reload();
-  EXPECT_FALSE(reader.GetSwitch(RGlobalConfiguration::kSleepOnSilence, true));
-}
-
 } // namespace

@@ -214,15 +214,6 @@ TEST(Store, ATreeWithoutARootLeavesThePluginAsItWas) {
   EXPECT_EQ(plugin.postLoads, 0);
 }
 
-TEST(Store, AReadIsNeverAnUndoStep) {
-  RStateTestPlugin plugin;
-  RTagItem root(RString("StateTestsettings"));
-  Put(root, "#Gain", RVariant::FromDouble(2.0));
-  plugin.LoadStateTree(root);
-  EXPECT_EQ(plugin.GetUndo().GetStepCount(), 0);
-  EXPECT_TRUE(plugin.GetUndo().IsRecording());
-}
-
 struct Shown {
   static inline std::string title, text;
   static inline int count = 0;
