@@ -107,7 +107,7 @@ public:
 private:
   enum class Op : uint8_t {
     kConstant, kInput, kVariable,
-    kNegate, kNot, kAbs, kSqrt, kExp, kLog, kSin, kCos,
+    kNegate, kNot, kAbs, kSqrt, kExp, kLog, kSin, kCos, kSquare,
     kAdd, kSubtract, kMultiply, kDivide, kPower, kMin, kMax,
     kLess, kLessEqual, kGreater, kGreaterEqual, kEqual, kNotEqual, kAnd, kOr,
     kClamp, kSelect,

@@ -27,7 +27,8 @@ int32_t RExpression::Arity(Op op) noexcept {
     case Op::kExp:
     case Op::kLog:
     case Op::kSin:
-    case Op::kCos: return 1;
+    case Op::kCos:
+    case Op::kSquare: return 1;
     case Op::kClamp:
     case Op::kSelect: return 3;
     default: return 2;
@@ -50,6 +51,7 @@ double RExpression::Run(const Instruction* program, size_t count, double x, cons
       case Op::kLog: *top = Finite(std::log(*top)); break;
       case Op::kSin: *top = std::sin(*top); break;
       case Op::kCos: *top = std::cos(*top); break;
+      case Op::kSquare: *top = Finite(*top * *top); break;
       case Op::kAdd: --top; *top = Finite(top[0] + top[1]); break;
       case Op::kSubtract: --top; *top = Finite(top[0] - top[1]); break;
       case Op::kMultiply: --top; *top = Finite(top[0] * top[1]); break;

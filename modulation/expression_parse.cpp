@@ -172,6 +172,11 @@ private:
     bool constant = program_.size() >= arity;
     for (size_t i = 0; constant && i < arity; ++i) constant = program_[program_.size() - 1 - i].op == Op::kConstant;
     depth_ -= int32_t(arity) - 1;
+    if (op == Op::kPower && !constant && program_.back().op == Op::kConstant && program_.back().value == 2) {
+      // Squares are the common curve; a multiply costs a small part of pow and rounds the same.
+      program_.back() = {0, 0, Op::kSquare};
+      return;
+    }
     if (!constant) {
       program_.push_back({0, 0, op});
       return;
