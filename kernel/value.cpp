@@ -161,6 +161,9 @@ RBoolValue::RBoolValue(RAudioPluginBase* owner, const RString& name, bool defaul
 bool RBoolValue::ParseToNormalised(const RString& text, double& normalised) const {
   RString trimmed = text;
   trimmed.Trim();
-  normalised = trimmed.CompareExact(RString("0")) == 0 ? 0.0 : 1.0;
+  // "0" is off and any other text on; the switch's own "Off" reads back as off too, so that a
+  // host or a command line typing the shown text gets the state it saw.
+  const bool off = trimmed.CompareExact(RString("0")) == 0 || trimmed.Compare(RString("Off")) == 0;
+  normalised = off ? 0.0 : 1.0;
   return true;
 }

@@ -169,12 +169,15 @@ TEST(RValueText, ParsingGivesTheNormalisedFormAndAFailureChangesNothing) {
   EXPECT_EQ(n, 0.0);
 }
 
-TEST(RValueText, ASwitchReadsZeroAsOffAndAnyOtherTextAsOn) {
+TEST(RValueText, ASwitchReadsZeroAndItsOwnOffTextAsOffAndAnyOtherTextAsOn) {
   RBoolValue flag(nullptr, "Freeze", true);
   double n = 0.5;
-  EXPECT_TRUE(flag.ParseToNormalised("0", n));
-  EXPECT_EQ(n, 0.0);
-  for (const char* text : {"1", "On", "Off", "yes", "", "0.0"}) {
+  for (const char* text : {"0", "Off", " off "}) {
+    n = 0.5;
+    EXPECT_TRUE(flag.ParseToNormalised(RString::FromUTF8(text), n));
+    EXPECT_EQ(n, 0.0) << text;
+  }
+  for (const char* text : {"1", "On", "yes", "", "0.0", "Offset"}) {
     n = 0.5;
     EXPECT_TRUE(flag.ParseToNormalised(RString::FromUTF8(text), n));
     EXPECT_EQ(n, 1.0) << text;
