@@ -106,15 +106,6 @@ TEST_F(AudioFileTest, IntegerFormatsClipInsteadOfWrapping) {
   EXPECT_EQ(ReadAudioFile(Path("loud-float.wav")).channels[0][0], 1.5f);
 }
 
-TEST_F(AudioFileTest, AnEmptyButValidFileReadsAsZeroFrames) {
-  RAudioData empty;
-  empty.channels.assign(2, std::vector<float>());
-  WriteAudioFile(Path("empty.wav"), empty, RSampleFormat::kFloat);
-  RAudioData back = ReadAudioFile(Path("empty.wav"));
-  EXPECT_EQ(2, back.GetChannelCount());
-  EXPECT_EQ(0, back.GetFrameCount());
-}
-
 // Runs the call and returns the message of the CommandError it must throw.
 template <typename Call>
 std::string RefusalOf(Call call) {
@@ -152,14 +143,6 @@ TEST_F(AudioFileTest, RefusedWritesLeaveAnExistingFileAsItWas) {
   EXPECT_FALSE(std::filesystem::exists(target + ".part"));
 
   RefusalOf([&] { WriteAudioFile(Path("no-such-folder/out.wav"), Ramps(), RSampleFormat::kFloat); });
-}
-
-TEST(SampleFormatTest, NamesReadBackAndUnknownNamesAreRefused) {
-  for (RSampleFormat format : {RSampleFormat::kFloat, RSampleFormat::kPcm16, RSampleFormat::kPcm24}) {
-    EXPECT_EQ(format, ParseSampleFormat(SampleFormatName(format)));
-  }
-  EXPECT_THROW(ParseSampleFormat("pcm8"), CommandError);
-  EXPECT_THROW(ParseSampleFormat("Float"), CommandError);
 }
 
 } // namespace

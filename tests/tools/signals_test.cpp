@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
-#include <unistd.h>
 
 #include "tools/quillon/commands.h"
 #include "tools/quillon/progress.h"
@@ -125,19 +123,6 @@ TEST(ProgressTest, TheRealTimeFactorIsAudioSecondsPerCPUSecond) {
   EXPECT_EQ("real-time factor: 0.5x", FormatRealTimeFactor(1.0, 2.0));
   // No measurable time is no division by zero.
   EXPECT_EQ("real-time factor: 2000000.0x", FormatRealTimeFactor(2.0, 0.0));
-}
-
-TEST(ProgressTest, NoBarIsDrawnOffATerminal) {
-  std::FILE* file = std::tmpfile();
-  ASSERT_NE(nullptr, file);
-  {
-    RProgressBar bar(true, file);
-    EXPECT_FALSE(bar.IsDrawing());
-    bar.Update(5, 10);
-    bar.Finish();
-  }
-  EXPECT_EQ(0L, std::ftell(file));
-  std::fclose(file);
 }
 
 TEST(ProgressTest, TheTimerAddsUpOnlyTheTimedIntervals) {
