@@ -101,6 +101,7 @@ void RAudioPlugin::Setup_Locked() {
   firstBlock_ = true;
   editRamp_ = int32_t(sampleRate_ * kEditRampSeconds);
   lastBlockSize_ = 0;
+  if (bypassValue_) bypassRequest_ = bypassValue_->IsProcessingOn();
 
   // Plain channel mode: every host channel is processed as it comes.
   activeChannelMode_ = channelMode_;

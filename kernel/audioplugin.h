@@ -249,6 +249,9 @@ protected:
   // bypass
   std::unique_ptr<RBoolValue> bypassValue_;
   bool bypassState_ = false;
+  // The switch as it stood when the last block ended: a change that arrives for a block, at
+  // whatever offset, fades from the next block on, never before its point.
+  bool bypassRequest_ = false;
   float bypassMix_ = 1.0f;
   bool smartBypass_ = true;
   int32_t bypassDelay_ = 0;

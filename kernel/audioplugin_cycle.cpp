@@ -84,6 +84,8 @@ void RAudioPlugin::ProcessCycle(float* const* inputs, float* const* outputs, int
     }
   }
 
+  if (bypassValue_) bypassRequest_ = bypassValue_->IsProcessingOn();
+
   if (latencyCountdown_ >= 0) {
     latencyCountdown_ -= frames;
     if (latencyCountdown_ < 0) {
@@ -131,7 +133,7 @@ void RAudioPlugin::RunActiveCycle(float* const* inputs, float* const* outputs, i
   lastBlockSize_ = frames;
 
   if (bypassValue_) {
-    const bool on = bypassValue_->IsProcessingOn();
+    const bool on = bypassRequest_;
     if (on != bypassState_) {
       bypassState_ = on;
       bypassMix_ = 0.0f;

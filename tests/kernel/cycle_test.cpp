@@ -272,8 +272,11 @@ TEST(RAudioPluginBypass, FadesOverFiftyMillisecondsFromTheNextBlock) {
     block.Run(plugin);
     EXPECT_EQ(plugin.calls.size(), calls);
 
-    // And back: from dry to wet.
+    // And back, switched between blocks: the block it was switched for stays dry (the fade
+    // never starts before the switch's point), the next one fades from dry to wet.
     plugin.GetBypassValue()->SetProcessing(0.0);
+    block.Run(plugin);
+    EXPECT_FLOAT_EQ(block.out[0][511], 1.0f);
     block.Run(plugin);
     EXPECT_FLOAT_EQ(block.out[0][0], 1.0f);
     EXPECT_LT(block.out[0][511], 1.0f);

@@ -174,15 +174,16 @@ int64_t CrossfadeOnset(const std::vector<float>& out, float wet) {
   return -1;
 }
 
-TEST(OfflineHostTest, BypassAutomationCrossfadesOver50MillisecondsFromItsBlock) {
+TEST(OfflineHostTest, BypassAutomationCrossfadesOver50MillisecondsFromTheNextBlock) {
   // 1.0 s at 48 kHz is frame 48000: mid-block with 512-frame blocks (the block at 47616 holds
-  // it), the start of a block with 500-frame blocks. A switch applies before the block that
-  // holds its point, so the fade starts at that block's first frame.
+  // it), the start of a block with 500-frame blocks. The bypass is read as it stood when a
+  // block ended, so the fade starts with the block after the one that holds the point, never
+  // before the point.
   struct Case {
     int32_t block;
     int64_t onset;
   };
-  for (const Case& test : {Case{512, 47616}, Case{500, 48000}, Case{4096, 45056}}) {
+  for (const Case& test : {Case{512, 48128}, Case{500, 48500}, Case{4096, 49152}}) {
     SCOPED_TRACE(testing::Message() << "block " << test.block);
     TestHost host(RHostTestPlugin::Mode::Invert);
     host.host->AddAutomation("Bypass=On,1.0");
