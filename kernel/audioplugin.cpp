@@ -6,6 +6,7 @@
 #include "kernel/audioplugininterface.h"
 #include "kernel/bufferpool.h"
 #include "kernel/globalconfig.h"
+#include "modulation/multiparameter.h"
 
 namespace {
 
@@ -34,6 +35,7 @@ RAudioPlugin::RAudioPlugin(const RString& name, const Options& options)
     bypassValue_ = std::make_unique<RBoolValue>(nullptr, RString("Bypass"), false, RString("~"));
     bypassValue_->SetOwner(this);
   }
+  SetMultiParameterCount(options_.multiParameters);
   // Loads the configuration here, so that the cycle's reads of its switches never do.
   RGlobalConfiguration::Get();
   // An instance costs nothing until the first block that isn't silent.
@@ -55,6 +57,24 @@ void RAudioPlugin::AttachToParent(RAudioPlugin& parent) {
 void RAudioPlugin::InitParameters() {
   RAudioPluginBase::InitParameters();
   if (bypassValue_) RegisterParameter(bypassValue_.get());
+  for (auto& multi : multiParameters_) multi->RegisterValues();
+}
+
+void RAudioPlugin::SetMultiParameterCount(int32_t count) {
+  count = std::max(count, 0);
+  RLockGuard audio(GetAudioLock());
+  multiParameters_.resize(size_t(std::min<int32_t>(count, GetMultiParameterCount())));
+  while (GetMultiParameterCount() < count) {
+    multiParameters_.push_back(std::make_unique<RMultiParameter>(*this, GetMultiParameterCount()));
+  }
+}
+
+RMultiParameter* RAudioPlugin::GetMultiParameter(int32_t index) noexcept {
+  return index >= 0 && index < GetMultiParameterCount() ? multiParameters_[size_t(index)].get() : nullptr;
+}
+
+const RMultiParameter* RAudioPlugin::GetMultiParameter(int32_t index) const noexcept {
+  return index >= 0 && index < GetMultiParameterCount() ? multiParameters_[size_t(index)].get() : nullptr;
 }
 
 void RAudioPlugin::SetHostFormat(double hostSampleRate, int32_t maxBlockSize, int32_t hostChannels,
@@ -115,6 +135,8 @@ void RAudioPlugin::Setup_Locked() {
   RBufferPools::Get().Reserve(kInputCopies, copyFloats);
   inputCopy_.assign(size_t(copyFloats), 0.0f);
 
+  for (auto& multi : multiParameters_) multi->Setup(sampleRate_);
+
   agcOn_ = options_.agc && agc_;
   auditionOn_ = options_.auditionDifference && auditionDifference_;
   limiterOn_ = options_.limiter && limiter_;
@@ -171,8 +193,16 @@ bool RAudioPlugin::UpdateLatency(bool lock, bool force) {
 }
 
 void RAudioPlugin::UpdateBlockLimits() {
-  // Modulators set these flags when they exist; until then the block is cut only by events
-  // and ramp points.
+  // Modulators set anyLFOActive_ when they exist. Idle multi-parameters cost nothing: the
+  // stages run only while one moves, reads a meter or has an Apply to retry.
+  bool active = false, pending = false;
+  for (const auto& multi : multiParameters_) {
+    active = active || multi->IsActive();
+    pending = pending || multi->IsPending();
+  }
+  anyMultiActive_ = active;
+  anyMultiOrPending_ = active || pending;
+
   int32_t lfoBlock = std::max(shared_->MaxLFOBlockSize, 1);
   if (shared_->Offline) lfoBlock = std::min(lfoBlock, std::max(shared_->MaxLFOBlockSizeOffline, 1));
 

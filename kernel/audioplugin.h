@@ -21,6 +21,7 @@
 #include "kernel/audiopluginbase.h"
 #include "kernel/sharedblockdata.h"
 
+class RMultiParameter;
 class RStoreContext;
 class RTagItem;
 
@@ -47,6 +48,7 @@ public:
     bool sinc = false;
     bool synchronizePhase = false;
     bool ownSharedData = false;  // a nested plug-in keeps block data of its own
+    int32_t multiParameters = 0; // multi-parameters made at construction
   };
 
   struct MIDIEvent {
@@ -111,6 +113,19 @@ public:
   // The tempo of the block most recently scheduled by any plug-in in the process.
   static double GetPublishedTempo() noexcept;
 
+  // --- multi-parameters (modulation/multiparameter.h): made at construction from the
+  // options' count or by SetMultiParameterCount before InitParameters. [editor-thread]
+  void SetMultiParameterCount(int32_t count);
+  int32_t GetMultiParameterCount() const noexcept { return int32_t(multiParameters_.size()); }
+  // Null out of range. [any-thread]
+  RMultiParameter* GetMultiParameter(int32_t index) noexcept;
+  const RMultiParameter* GetMultiParameter(int32_t index) const noexcept;
+  // A multi-parameter began to glide or travel: the stages run from this sub-block on, until
+  // UpdateBlockLimits finds them all at rest. [any-thread]
+  void MultiParameterStarted() noexcept { anyMultiActive_ = anyMultiOrPending_ = true; }
+  bool IsAnyMultiActive() const noexcept { return anyMultiActive_; }
+  bool IsAnyMultiOrPending() const noexcept { return anyMultiOrPending_; }
+
   // --- state of the cycle, for the adapter, the command line and tests
   double GetHostSampleRate() const noexcept { return hostSampleRate_; }
   double GetSampleRate() const noexcept { return sampleRate_; }
@@ -170,9 +185,13 @@ protected:
   virtual int32_t ResolveOversampling() const { return 1; }
   // Whether the host may be told about a latency change now (some hosts only between blocks).
   virtual bool MayReportLatency() const { return true; }
-  // Modulators, multi-parameters and the arpeggiator over a sub-block (or, asleep, over a
-  // whole block with no audio, so that they keep time). The kernel has none.
+  // Modulators and the arpeggiator over a sub-block (or, asleep, over a whole block with no
+  // audio, so that they keep time). The kernel has none.
   virtual void RunModulators(float* const* inputs, int32_t frames) { (void)inputs; (void)frames; }
+  // The multi-parameters' two stages over frames, as the flags of UpdateBlockLimits allow.
+  void RunMultiParameterStages(int32_t frames) noexcept;
+  // The compact form of the multi-parameters' values (presets) on element, both directions.
+  void StoreMultiParameterValues(RStoreContext& context);
   // Automatic gain: measure the input before the block, apply to the output after it. The
   // kernel has none; a definition's AGC option overrides both.
   virtual void MeasureAGC(float* const* inputs, int32_t frames) { (void)inputs; (void)frames; }
@@ -237,7 +256,8 @@ protected:
   bool setupRunning_ = false;
   bool sharesParentData_ = false;
 
-  // modulators (none in the kernel): what UpdateBlockLimits and the sub-block look at
+  std::vector<std::unique_ptr<RMultiParameter>> multiParameters_;
+  // modulators: what UpdateBlockLimits and the sub-block look at
   bool anyLFOActive_ = false;
   bool anyMultiActive_ = false;
   bool anyMultiOrPending_ = false;

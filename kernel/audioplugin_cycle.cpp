@@ -9,6 +9,7 @@
 #include "kernel/audioplugin.h"
 #include "kernel/audioplugininterface.h"
 #include "kernel/bufferpool.h"
+#include "modulation/multiparameter.h"
 
 namespace {
 
@@ -61,6 +62,7 @@ void RAudioPlugin::ProcessCycle(float* const* inputs, float* const* outputs, int
       lastBlockSize_ = frames;
       UpdateBlockLimits();
       RunModulators(nullptr, frames * oversampling_);
+      RunMultiParameterStages(frames * oversampling_);
     }
   } else {
     if (asleep_) WakeUp();
@@ -389,7 +391,17 @@ void RAudioPlugin::ProcessAudio_Prepare(float* const* inputs, int32_t frames) {
     for (RScratchArena& arena : shared_->Arenas) arena.Reset();
     shared_->ArenasResetBy = this;
   }
-  if (anyLFOActive_ || anyMultiOrPending_) RunModulators(inputs, frames);
+  if (anyLFOActive_) RunModulators(inputs, frames);
+  RunMultiParameterStages(frames);
+}
+
+void RAudioPlugin::RunMultiParameterStages(int32_t frames) noexcept {
+  if (anyMultiOrPending_) {
+    for (auto& multi : multiParameters_) multi->UpdateFirstStage(frames);
+  }
+  if (anyMultiActive_) {
+    for (auto& multi : multiParameters_) multi->UpdateSecondStage(frames);
+  }
 }
 
 void RAudioPlugin::ProcessAudio_Finish() {}

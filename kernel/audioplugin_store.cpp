@@ -15,6 +15,7 @@
 #include "kernel/replacementlog.h"
 #include "kernel/storecontext.h"
 #include "kernel/undo.h"
+#include "modulation/multiparameter.h"
 
 namespace {
 
@@ -132,9 +133,50 @@ void RAudioPlugin::StoreGlobal(RStoreContext& context) {
   if (!writing) PostLoad();
 }
 
-// The seams below are filled by the levels that own multi-parameters, modulators, a
-// parameter lock, an arpeggiator and MIDI controllers; this level has none of them.
-void RAudioPlugin::StoreMultiParameters(RStoreContext&) {}
+// Two forms under "MultiParameters": a preset (the root marked preset-only) holds the values
+// alone, one attribute each keyed by the number from 1; a definition or a full state holds an
+// element per multi-parameter, "MultiParameter0" on, with its settings and targets. Reading
+// takes whichever the tree holds.
+void RAudioPlugin::StoreMultiParameters(RStoreContext& context) {
+  if (multiParameters_.empty()) return;
+  RTagItem& element = context.GetElement();
+  const bool compact = context.IsWriting() ? context.IsPresetOnly() : element.GetSubItemCount() == 0;
+  if (compact) {
+    RGuarded("RAudioPlugin::StoreMultiParameters parameters", [&] { StoreMultiParameterValues(context); });
+    return;
+  }
+  for (int32_t i = 0; i < GetMultiParameterCount(); ++i) {
+    char name[32];
+    std::snprintf(name, sizeof name, "MultiParameter%d", int(i));
+    // One that fails to load leaves the others to load.
+    RGuarded("RAudioPlugin::StoreMultiParameters settings", [&] {
+      RStoreContext child = context;
+      if (context.Enter(name, child)) multiParameters_[size_t(i)]->Store(child);
+    });
+  }
+}
+
+void RAudioPlugin::StoreMultiParameterValues(RStoreContext& context) {
+  RTagItem& element = context.GetElement();
+  for (int32_t i = 0; i < GetMultiParameterCount(); ++i) {
+    RMultiParameter& multi = *multiParameters_[size_t(i)];
+    if (!multi.StorableInPresets) continue;
+    char key[16];
+    std::snprintf(key, sizeof key, "%d", int(i + 1));
+    const RHashedString hashed{RShortString::FromLatin1(key)};
+    if (context.IsWriting()) {
+      if (!multi.IsValueDefault()) element.SetAttribute(hashed, multi.GetCompactText());
+    } else {
+      RString text;
+      // Absent: the default value.
+      element.ReadAttribute(hashed, text);
+      multi.SetCompactText(text);
+    }
+  }
+}
+
+// The seams below are filled by the levels that own modulators, a parameter lock, an
+// arpeggiator and MIDI controllers; this level has none of them.
 void RAudioPlugin::StoreLFO(RStoreContext&) {}
 void RAudioPlugin::StoreParamLock(RStoreContext&) {}
 void RAudioPlugin::StoreArp(RStoreContext&) {}
