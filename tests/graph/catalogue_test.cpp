@@ -25,17 +25,22 @@ CreatorFunction CreatorOf(const PluginDescriptor* row) {
   return target ? *target : nullptr;
 }
 
-// The registry is process-wide: a test's registration must not outlive the test.
+// The registry is process-wide and other tests of this binary register the nested graphs: a
+// test sets what it needs for its own span and puts back what was there.
 class ScopedRegistration {
 public:
-  ScopedRegistration(const RString& id, RModuleCreator creator, RModuleCreator sideChainCreator = {})
+  // Without a creator: the Id is absent for the span.
+  explicit ScopedRegistration(const RString& id, RModuleCreator creator = {}, RModuleCreator sideChainCreator = {})
       : id_(id), previous_(RModuleRegistry::Find(id, false)), previousSideChain_(RModuleRegistry::Find(id, true)) {
-    RModuleRegistry::Register(id, std::move(creator), std::move(sideChainCreator));
+    if (creator) RModuleRegistry::Register(id, std::move(creator), std::move(sideChainCreator));
+    else RModuleRegistry::Unregister(id);
   }
   ~ScopedRegistration() {
     if (previous_) RModuleRegistry::Register(id_, previous_, previousSideChain_);
     else RModuleRegistry::Unregister(id_);
   }
+  ScopedRegistration(const ScopedRegistration&) = delete;
+  ScopedRegistration& operator=(const ScopedRegistration&) = delete;
 
 private:
   RString id_;
@@ -144,8 +149,9 @@ TEST(CatalogueRows, AppendedRowsTakeTheirNameFromIdAndTheirDisplayNameFromName) 
 }
 
 TEST(CatalogueLookup, RowsWithoutAClassFailAsUnknownNames) {
-  // No module library is linked into this test: every row of the build is listed but none is
-  // found until a creator is registered.
+  // With no creator registered, every row of the build is listed but none is found.
+  std::vector<std::unique_ptr<ScopedRegistration>> absent;
+  for (const ExpectedRow& row : kExpected) absent.push_back(std::make_unique<ScopedRegistration>(RString::FromUTF8(row.id)));
   const RCatalogue catalogue(true);
   EXPECT_EQ(catalogue.GetRows().size(), std::size(kExpected));
   for (const PluginDescriptor* row : catalogue.GetRows()) {
@@ -255,6 +261,7 @@ TEST(CatalogueLookup, ImportedPresetNamesMapToTheirRows) {
 }
 
 TEST(CatalogueRegistry, AGraphBuiltAfterRegistrationCanCreateTheModule) {
+  const ScopedRegistration absent("WordMangler");
   const RCatalogue before(true);
   {
     const ScopedRegistration mangler("WordMangler", &CreatePlain);
@@ -278,6 +285,7 @@ TEST(CatalogueRegistry, NestedRowsTakeTheCreatorOfTheirKindOfGraph) {
   EXPECT_EQ(CreatorOf(withSideChain.FindDescriptor("ChannelTool")), &CreatePlain);
   EXPECT_EQ(CreatorOf(plain.FindDescriptor("ChannelTool")), &CreatePlain);
   // Ids are exact keys in the registry too.
+  const ScopedRegistration absent("Nest16");
   const ScopedRegistration lower("nest16", &CreatePlain);
   EXPECT_EQ(RCatalogue(true).FindDescriptor("Nest16"), nullptr);
 }

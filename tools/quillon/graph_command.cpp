@@ -1,0 +1,58 @@
+// quillon graph [--state FILE] [--set NAME=VALUE ...]
+// The compiled form of a state's graph: one processor a line in the order the audio walks
+// them, then the mix list and the lanes the host input is copied on. It shows what the compile
+// made of a grid (which modules run, where each reads and writes, the latency alignment)
+// without rendering a sample.
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "graph/audiopluginmodular.h"
+#include "graph/nestedgraph.h"
+#include "tools/quillon/commands.h"
+#include "tools/quillon/offlinehost.h"
+
+namespace quillon_cli {
+namespace {
+
+// The grid of the product: six lanes and a side-chain bus. Until the product class exists, a
+// plain graph of that shape with the catalogue's modules takes its place.
+constexpr int32_t kProductLanes = 6;
+
+std::unique_ptr<RAudioPlugin> CreateGraphPlugin() {
+  // The catalogue copies creators when a graph is built: register them first.
+  RegisterNestedGraphs();
+  auto graph = std::make_unique<RAudioPluginModular>(RString("Quillon"), kProductLanes, true);
+  graph->InitParameters();
+  return graph;
+}
+
+void RunGraph(const HostOptions& options) {
+  ROfflineHost host(CreateGraphPlugin());
+  const auto& graph = static_cast<const RAudioPluginModular&>(host.GetPlugin());
+  // Set up before the state arrives: a graph compiles only once its lane buffers exist, and
+  // the list shown is the one a host at this format would run.
+  ROfflineHost::Format format;
+  format.sidechain = true;
+  host.Prepare(format);
+  ApplyHostOptions(host, options);
+  const std::string text = graph.DescribeProcessors().ToUTF8();
+  std::fputs(text.c_str(), stdout);
+  if (!text.empty() && text.back() != '\n') std::fputc('\n', stdout);
+  std::fflush(stdout);
+}
+
+} // namespace
+
+void AddGraphCommand(CLI::App& app) {
+  auto options = std::make_shared<HostOptions>();
+  CLI::App* command = app.add_subcommand("graph", "Print the compiled processor list of the graph, its mix list "
+                                                  "and the lanes copied from the input");
+  AddHostOptions(*command, *options);
+  command->callback([options] { RunGraph(*options); });
+}
+
+} // namespace quillon_cli
