@@ -1,4 +1,4 @@
-// quillon graph [--state FILE] [--set NAME=VALUE ...]
+// quillon graph [--state FILE]
 // The compiled form of a state's graph: one processor a line in the order the audio walks
 // them, then the mix list and the lanes the host input is copied on. It shows what the compile
 // made of a grid (which modules run, where each reads and writes, the latency alignment)
@@ -51,7 +51,9 @@ void AddGraphCommand(CLI::App& app) {
   auto options = std::make_shared<HostOptions>();
   CLI::App* command = app.add_subcommand("graph", "Print the compiled processor list of the graph, its mix list "
                                                   "and the lanes copied from the input");
-  AddHostOptions(*command, *options);
+  // No --set: a host's setting reaches the graph with the next block, and this command
+  // processes none.
+  command->add_option("--state", options->state, "Load a state first: any stored tree form, or a chunk");
   command->callback([options] { RunGraph(*options); });
 }
 
