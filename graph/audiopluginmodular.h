@@ -183,6 +183,7 @@ public:
   uint64_t GetRowOutputs(int32_t row) const noexcept { return rowOutputs_[size_t(row)]; }
   int32_t GetTotalLatency() const noexcept { return totalLatency_; }
   bool IsClearOutputFirst() const noexcept { return clearOutputFirst_; }
+  uint64_t GetClearedOutputs() const noexcept { return clearOutputs_; }
   int32_t GetGraphVersion() const noexcept { return graphVersion_.load(std::memory_order_acquire); }
   // The compiled list as text, one processor a line (row, column, FullName, inputs and
   // outputs as lane/buffer or host channel, latency, aligner), then the mix list and DirectCopy.
@@ -234,8 +235,16 @@ protected:
   virtual void PostCompile() {}
 
 private:
-  // The backward liveness pass over the rows (step of the compile).
+  // The backward liveness pass over the rows.
   void MarkNeededLanes(uint64_t finalMask);
+  // The forward pass of a graph without input lanes: slots that would read a lane nothing
+  // wrote lose Active.
+  uint64_t DropUnfedSlots();
+  // Gives a module the graph's rate, block size and channels and its own bus counts; its
+  // Setup runs only when one of them changed.
+  void SetUpModule(RPluginSlot& slot);
+  // The host input bus a lane that nothing wrote reads.
+  int32_t HostLaneOf(int32_t lane) const noexcept;
   void ClearCompiled();
   // Frees the lane buffers.
   void FreeLaneBuffers() noexcept;
@@ -269,6 +278,9 @@ private:
 
   int32_t totalLatency_ = 0;
   bool clearOutputFirst_ = false;
+  // Host output buses that nothing writes whole (no direct writer, no direct copy) but mix
+  // entries add into: cleared before the processors run.
+  uint64_t clearOutputs_ = 0;
   std::atomic<int32_t> graphVersion_{0};
   std::atomic<int32_t> compileGuard_{0};
 

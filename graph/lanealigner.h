@@ -5,6 +5,7 @@
 //
 // Built by the compile (may allocate), run by the audio walk (allocates nothing).
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
