@@ -64,7 +64,11 @@ void RPluginSlot::Store(RStoreContext& context) {
   RAudioPlugin& module = GetModule();
 
   context.Text("Name", Name, RString());
-  context.Text("FullName", FullName, RString());
+  // A file without a display name keeps the numbered one the slot was created with.
+  if (writing)
+    element.SetAttribute(Key("FullName"), FullName);
+  else
+    element.ReadAttribute(Key("FullName"), FullName);
 
   bool enabled = IsEnabled();
   context.Bool("Enabled", enabled, true);

@@ -6,6 +6,7 @@
 #include "graph/banks.h"
 #include "graph/pluginslot.h"
 #include "kernel/storecontext.h"
+#include "modulation/multiparameter.h"
 #include "storetestmodules.h"
 
 using namespace storetest;
@@ -90,4 +91,26 @@ TEST(GraphBanks, MultiParameterListsReadNumbersBetweenCommas) {
   EXPECT_EQ(RBanks::ParseNumbers(RString("1,4, 7")), (std::vector<int32_t>{1, 4, 7}));
   EXPECT_EQ(RBanks::ParseNumbers(RString("x,,3,2b,-1")), (std::vector<int32_t>{3, -1}));
   EXPECT_TRUE(RBanks::ParseNumbers(RString()).empty());
+}
+
+TEST(GraphBanks, NamedMultiParametersPushTheirValuesAgainAfterAChange) {
+  auto graph = std::make_unique<RAudioPluginModular>(RString("RTestGraph"), 6, false);
+  AddTestRows(*graph);
+  graph->SetMultiParameterCount(2);
+  graph->InitParameters();
+  RPluginSlot& slot = LoadBankedSlot(*graph);
+  RMultiParameter* control = graph->GetMultiParameter(1);
+  ASSERT_NE(control, nullptr);
+  control->AddTarget(RString("TestGain 1 - Gain"));
+  Prepare(*graph);
+  control->SetValueNow(0.25);
+  ASSERT_DOUBLE_EQ(GainOf(slot).Gain.GetProcessing(), 0.5);
+
+  // Without the list the bank's own gain stands.
+  MoveBank(slot, 1);
+  EXPECT_DOUBLE_EQ(GainOf(slot).Gain.GetProcessing(), 0.75);
+  // Numbers count from 1; those out of range are passed over.
+  slot.BankUpdateMP = RString("7,2,0");
+  MoveBank(slot, 0);
+  EXPECT_DOUBLE_EQ(GainOf(slot).Gain.GetProcessing(), 0.5);
 }
