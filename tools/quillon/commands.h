@@ -34,5 +34,6 @@ void AddTreeCommand(CLI::App& app);
 void AddRenderCommand(CLI::App& app);
 void AddParamsCommand(CLI::App& app);
 void AddStateCommand(CLI::App& app);
+void AddGraphCommand(CLI::App& app);
 
 } // namespace quillon_cli

@@ -31,6 +31,7 @@ int main(int argc, char** argv) {
   quillon_cli::AddParamsCommand(app);
   quillon_cli::AddStateCommand(app);
   quillon_cli::AddTreeCommand(app);
+  quillon_cli::AddGraphCommand(app);
   try {
     app.parse(argc, argv);
     return 0;
