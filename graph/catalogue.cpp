@@ -9,7 +9,7 @@ namespace {
 
 constexpr int32_t kVariable = PluginDescriptor::kVariable;
 
-struct RowSpec {
+struct RowEntry {
   const char* id;
   const char* name;          // empty: the Id
   const char* displayName;   // empty: the Name
@@ -20,7 +20,7 @@ struct RowSpec {
 
 // Menu order within each category is this order. A module with a side-chain input has two
 // inputs. A row ending in MB is the multi-band wrapper of the row before it.
-constexpr RowSpec kRows[] = {
+constexpr RowEntry kRows[] = {
     {"SqueezeStage", "", "", "Dynamics", 2, 1},
     {"SpanFilter", "", "", "EQ & filters", 1, 1},
     {"EchoTaps", "", "", "Reverb & delay", 1, 1},
@@ -68,14 +68,14 @@ RCatalogue::RCatalogue(bool sideChain) {
   // old-name table starts empty; AddOldName is where a rename of a later release goes.
   for (const auto& pair : kImportNames) importNames_.push_back(NamePair{Text(pair[0]), Text(pair[1])});
 
-  for (const RowSpec& spec : kRows) {
+  for (const RowEntry& entry : kRows) {
     PluginDescriptor row;
-    row.Id = Text(spec.id);
-    row.Name = Text(spec.name);
-    row.DisplayName = Text(spec.displayName);
-    row.Category = Text(spec.category);
-    row.InputCount = spec.inputs;
-    row.OutputCount = spec.outputs;
+    row.Id = Text(entry.id);
+    row.Name = Text(entry.name);
+    row.DisplayName = Text(entry.displayName);
+    row.Category = Text(entry.category);
+    row.InputCount = entry.inputs;
+    row.OutputCount = entry.outputs;
     row.Creator = RModuleRegistry::Find(row.Id, sideChain);
     Append(std::move(row));
   }

@@ -151,7 +151,9 @@ TEST(CatalogueRows, AppendedRowsTakeTheirNameFromIdAndTheirDisplayNameFromName) 
 TEST(CatalogueLookup, RowsWithoutAClassFailAsUnknownNames) {
   // With no creator registered, every row of the build is listed but none is found.
   std::vector<std::unique_ptr<ScopedRegistration>> absent;
-  for (const ExpectedRow& row : kExpected) absent.push_back(std::make_unique<ScopedRegistration>(RString::FromUTF8(row.id)));
+  for (const ExpectedRow& row : kExpected) {
+    absent.push_back(std::make_unique<ScopedRegistration>(RString::FromUTF8(row.id)));
+  }
   const RCatalogue catalogue(true);
   EXPECT_EQ(catalogue.GetRows().size(), std::size(kExpected));
   for (const PluginDescriptor* row : catalogue.GetRows()) {
@@ -233,16 +235,6 @@ TEST(CatalogueLookup, AnOldNameLeadingToARowWithoutAClassFindsNothing) {
   catalogue.Append(Row("Missing", "", "", false));
   catalogue.AddOldName("Ancient", "Missing");
   EXPECT_EQ(catalogue.FindDescriptor("Ancient"), nullptr);
-}
-
-TEST(CatalogueLookup, TheBuildCarriesTheImportTableAndNoOldNames) {
-  const RCatalogue catalogue(true);
-  EXPECT_TRUE(catalogue.GetOldNames().empty());
-  ASSERT_EQ(catalogue.GetImportNames().size(), 2u);
-  EXPECT_EQ(Utf8(catalogue.GetImportNames()[0].From), "Limiter");
-  EXPECT_EQ(Utf8(catalogue.GetImportNames()[0].To), "WarmthStage");
-  EXPECT_EQ(Utf8(catalogue.GetImportNames()[1].From), "Filter");
-  EXPECT_EQ(Utf8(catalogue.GetImportNames()[1].To), "Equalizer");
 }
 
 TEST(CatalogueLookup, ImportedPresetNamesMapToTheirRows) {

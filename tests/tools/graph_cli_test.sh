@@ -39,7 +39,8 @@ expect_graph "empty graph" "$empty"
 # --- an unknown module is skipped and logged; the graph it leaves is the empty one
 rm -f "$log"
 expect_graph "unknown module" "$empty" --state "$data/graph_unknown_module.xml"
-grep -q 'Module not found: NoSuchModule' "$log" 2>/dev/null || fail "unknown module: no log line 'Module not found: NoSuchModule'"
+grep -q 'Module not found: NoSuchModule' "$log" 2>/dev/null \
+  || fail "unknown module: no log line 'Module not found: NoSuchModule'"
 
 # --- a grid of nested graphs.
 # First and Second share lane 0: Second reads what First wrote to buffer 1 and, as the last
