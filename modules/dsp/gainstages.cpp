@@ -1,0 +1,63 @@
+#include "modules/dsp/gainstages.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <numbers>
+
+#include "kernel/value.h"
+#include "modules/dsp/dspkernels.h"
+
+namespace {
+
+constexpr double kUnchanged = 1e-10;
+
+void CopyIfApart(const float* in, float* out, int32_t count) noexcept {
+  if (in != out) std::memmove(out, in, size_t(count) * sizeof(float));
+}
+
+} // namespace
+
+void GainStage(const float* in, float* out, int32_t count, double start, double step) noexcept {
+  if (count <= 0) return;
+  if (std::fabs(step) >= kUnchanged) {
+    RDspKernels::ScaleRampInto(in, out, count, float(start), float(step));
+  } else if (start == 1.0) {
+    CopyIfApart(in, out, count);
+  } else {
+    RDspKernels::ScaleRampInto(in, out, count, float(start), 0.0f);
+  }
+}
+
+void DryWetStage(const float* dry, const float* wet, float* out, int32_t count, double start, double step,
+                 RDryWetLaw law) noexcept {
+  if (count <= 0) return;
+  if (std::fabs(step) >= kUnchanged) {
+    RDspKernels::MixRamp(dry, wet, out, count, float(start), float(step), law == RDryWetLaw::kEqualPower);
+    return;
+  }
+  const double w = std::clamp(start, 0.0, 1.0);
+  if (w == 0.0) return CopyIfApart(dry, out, count);
+  if (w == 1.0) return CopyIfApart(wet, out, count);
+  double dryGain = 1.0 - w, wetGain = w;
+  if (law == RDryWetLaw::kEqualPower) {
+    dryGain = std::cos(w * std::numbers::pi / 2.0);
+    wetGain = std::sin(w * std::numbers::pi / 2.0);
+  }
+  RDspKernels::Mix(dry, wet, out, count, float(dryGain), float(wetGain));
+}
+
+void ApplyDryWet(RRangedValue& mix, double scale, const float* const* dry, float* const* wet, int32_t channels,
+                 int32_t frames, RDryWetLaw law) noexcept {
+  if (frames <= 0) return;
+  double start = 0.0, step = 0.0;
+  if (!mix.GetRamp(frames, start, step)) {
+    start = mix.GetProcessing();
+    step = 0.0;
+  }
+  for (int32_t c = 0; c < channels; ++c) {
+    if (!dry || !wet || !dry[c] || !wet[c]) continue;
+    DryWetStage(dry[c], wet[c], wet[c], frames, start * scale, step * scale, law);
+  }
+  mix.MarkRampDone();
+}
