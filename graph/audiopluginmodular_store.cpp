@@ -201,6 +201,8 @@ void RAudioPluginModular::Store(RStoreContext& context) {
   }
 
   BeforeLoad.ExecuteImmediately();
+  // The tables name the old slots' values: they go before the slots do.
+  ReleaseParameterTables(*this);
   DeleteAllSlots();
 
   if (!plugins) {

@@ -49,6 +49,8 @@ RPluginSlot* RAudioPluginModular::CreateSlot(int32_t x, int32_t y, const PluginD
     BeforeChange.ExecuteImmediately();
   }
 
+  // The tables name the replaced slot's values: they go before the slot does.
+  if (GetCell(x, y)) ReleaseParameterTables(*this);
   RemoveSlot(x, y);
   RPluginSlot* placed = nullptr;
   try {

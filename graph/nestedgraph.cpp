@@ -3,6 +3,7 @@
 #include "base/lock.h"
 #include "graph/moduleregistry.h"
 #include "graph/pluginslot.h"
+#include "modulation/multiparameter.h"
 
 namespace {
 
@@ -32,6 +33,9 @@ void RebuildTable(RAudioPluginModular& graph) {
     if (slot->Bank) graph.RegisterParameter(slot->Bank.get(), prefix);
     graph.MirrorParameters(slot->GetModule(), prefix);
   }
+  // Targets hold indexes into the table just rebuilt; their names still say what they meant.
+  for (int32_t i = 0; i < graph.GetMultiParameterCount(); ++i)
+    if (RMultiParameter* multi = graph.GetMultiParameter(i)) multi->ResolveTargets();
 }
 
 } // namespace
@@ -51,5 +55,12 @@ void RefreshParameterTables(RAudioPluginModular& graph) {
   // Bottom up: each parent mirrors the table its child has just rebuilt.
   for (RAudioPluginBase* level = &graph; level; level = level->GetParent()) {
     if (auto* modular = dynamic_cast<RAudioPluginModular*>(level)) RebuildTable(*modular);
+  }
+}
+
+void ReleaseParameterTables(RAudioPluginModular& graph) {
+  RLockGuard parameters(graph.GetParameterLock());
+  for (RAudioPluginBase* level = &graph; level; level = level->GetParent()) {
+    if (auto* modular = dynamic_cast<RAudioPluginModular*>(level)) modular->ClearParameters();
   }
 }

@@ -28,3 +28,7 @@ void RegisterNestedGraphs();
 // that a slot created, replaced or loaded anywhere in the tree is reachable from the host's
 // table. Takes the root's parameter lock.
 void RefreshParameterTables(RAudioPluginModular& graph);
+// Empties the tables from this graph up to the root while the slots' values still live: call
+// it before slots are deleted, and RefreshParameterTables once the new ones stand. Takes the
+// root's parameter lock.
+void ReleaseParameterTables(RAudioPluginModular& graph);

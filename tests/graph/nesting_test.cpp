@@ -10,6 +10,7 @@
 #include "graph/moduleregistry.h"
 #include "graph/nestedgraph.h"
 #include "graph/pluginslot.h"
+#include "modulation/multiparameter.h"
 #include "storetestmodules.h"
 
 using namespace storetest;
@@ -126,4 +127,23 @@ TEST_F(NestingTest, ANestedGraphsSlotsTravelInTheStore) {
   EXPECT_DOUBLE_EQ(GainOf(*copy->GetCell(4, 2)).Gain.GetValue(), 1.5);
   EXPECT_FALSE(copy->GetOutputEnabled(5));
   EXPECT_GE(loaded->GetParameterIndex(RString("Nest16 1 - ChannelTool 1 - Gain")), 0);
+}
+
+TEST_F(NestingTest, MultiParameterTargetsFollowTheTableWhenSlotsChange) {
+  auto graph = std::make_unique<RAudioPluginModular>(RString("RTestGraph"), 6, false);
+  AddTestRows(*graph);
+  graph->SetMultiParameterCount(1);
+  graph->InitParameters();
+  Prepare(*graph);
+  Place(*graph, "TestGain", 0, 0, false);
+  RPluginSlot* second = Place(*graph, "TestGain", 1, 0, false);
+  RMultiParameter* control = graph->GetMultiParameter(0);
+  control->AddTarget(RString("TestGain 2 - Gain"));
+  // Replacing the first slot moves the second one's records up the table; the newcomer's
+  // take their place at the end.
+  RPluginSlot* newcomer = Place(*graph, "TestGain", 0, 0, false);
+  ASSERT_EQ(Utf8(newcomer->FullName), "TestGain 1");
+  control->SetValueNow(0.75);
+  EXPECT_DOUBLE_EQ(GainOf(*second).Gain.GetProcessing(), 1.5);
+  EXPECT_DOUBLE_EQ(GainOf(*newcomer).Gain.GetProcessing(), 1.0);
 }
