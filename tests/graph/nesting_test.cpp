@@ -17,9 +17,28 @@ using namespace storetest;
 
 namespace {
 
+// The registry is process-wide: the nested rows' creators are put back as they were after
+// each test, so that tests of the catalogue see the registry they expect.
 class NestingTest : public ::testing::Test {
 protected:
-  void SetUp() override { RegisterNestedGraphs(); }
+  static constexpr const char* kRows[] = {"Nest6", "Nest16", "Nest32"};
+
+  void SetUp() override {
+    for (const char* id : kRows) {
+      const RString row = RString::FromLatin1(id);
+      saved_.push_back({RModuleRegistry::Find(row, false), RModuleRegistry::Find(row, true)});
+    }
+    RegisterNestedGraphs();
+  }
+  void TearDown() override {
+    for (size_t i = 0; i < saved_.size(); ++i) {
+      const RString row = RString::FromLatin1(kRows[i]);
+      if (saved_[i].first)
+        RModuleRegistry::Register(row, saved_[i].first, saved_[i].second);
+      else
+        RModuleRegistry::Unregister(row);
+    }
+  }
 
   // A product-like graph with a Nest32 at (0, 0) holding a gain at (2, 1).
   std::unique_ptr<RAudioPluginModular> MakeNestedPair(RAudioPluginModular*& inner) {
@@ -32,6 +51,9 @@ protected:
     }
     return outer;
   }
+
+private:
+  std::vector<std::pair<RModuleCreator, RModuleCreator>> saved_;
 };
 
 } // namespace
