@@ -67,14 +67,17 @@ RPluginSlot& RAudioPluginModular::PlaceSlot(std::unique_ptr<RPluginSlot> slot) {
 void RAudioPluginModular::RemoveSlot(int32_t x, int32_t y) {
   RPluginSlot* old = GetCell(x, y);
   if (!old) return;
-  // The compiled lists may point at it until the next compile.
+  // The compiled lists and the parameter table may point at it until they are rebuilt.
   ClearCompiled();
+  ClearParameters();
   grid_[size_t(x * rows_ + y)] = nullptr;
   slots_.erase(std::find_if(slots_.begin(), slots_.end(), [&](const auto& s) { return s.get() == old; }));
 }
 
 void RAudioPluginModular::DeleteAllSlots() {
   ClearCompiled();
+  // The table holds the slots' Enabled and Bank values: drop it before they go.
+  ClearParameters();
   std::fill(grid_.begin(), grid_.end(), nullptr);
   slots_.clear();
 }

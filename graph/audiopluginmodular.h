@@ -138,9 +138,10 @@ public:
   // Puts a slot in its cell and at the end of the slot list; a slot that held the cell is
   // deleted first. The caller holds the locks and compiles afterwards.
   RPluginSlot& PlaceSlot(std::unique_ptr<RPluginSlot> slot);
-  // Deletes the slot of a cell, if any. Locks held by the caller; compile afterwards.
+  // Deletes the slot of a cell, if any. Locks held by the caller; compile and rebuild the
+  // parameter table afterwards (the table is dropped, since it points into the slot).
   void RemoveSlot(int32_t x, int32_t y);
-  // Processors first (they point at slots), then every slot.
+  // Processors and the parameter table first (they point into slots), then every slot.
   void DeleteAllSlots();
   bool GetOutputEnabled(int32_t lane) const noexcept { return outputEnabled_[size_t(lane)] != 0; }
   void SetOutputEnabled(int32_t lane, bool enabled) noexcept { outputEnabled_[size_t(lane)] = enabled ? 1 : 0; }
