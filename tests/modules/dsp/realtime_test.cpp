@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <cstdlib>
-#include <new>
 #include <vector>
 
 #include "modules/dsp/autogain.h"
@@ -13,36 +12,7 @@
 #include "modules/dsp/gainstages.h"
 #include "modules/dsp/movingsum.h"
 #include "tests/modules/dsp/dsptestsignals.h"
-
-namespace {
-thread_local bool tCounting = false;
-long gAllocations = 0;
-} // namespace
-
-void* operator new(size_t size) {
-  if (tCounting) ++gAllocations;
-  if (void* p = std::malloc(size ? size : 1)) return p;
-  throw std::bad_alloc();
-}
-void* operator new[](size_t size) { return operator new(size); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, size_t) noexcept { std::free(p); }
-void operator delete[](void* p, size_t) noexcept { std::free(p); }
-
-namespace {
-
-class RCountingScope {
-public:
-  RCountingScope() : start_(gAllocations) { tCounting = true; }
-  ~RCountingScope() { tCounting = false; }
-  long Allocations() const { return gAllocations - start_; }
-
-private:
-  long start_;
-};
-
-} // namespace
+#include "tests/support/allocationcounter.h"
 
 TEST(DspRealtime, RunsAllocateNothingAfterSetup) {
   constexpr int32_t kBlock = 512;
