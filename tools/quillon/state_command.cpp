@@ -4,16 +4,15 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cstdio>
 #include <memory>
 #include <string>
 
-#include "base/filestream.h"
 #include "base/memorystream.h"
 #include "base/tagitem.h"
 #include "kernel/audioplugin.h"
 #include "tools/quillon/commands.h"
 #include "tools/quillon/offlinehost.h"
+#include "tools/quillon/treeoutput.h"
 
 namespace quillon_cli {
 namespace {
@@ -34,23 +33,9 @@ void RunState(const StateOptions& options) {
   } else {
     RTagItem root;
     host->GetPlugin().SaveStateTree(root);
-    if (options.form == "xml") {
-      root.WriteXML(result);
-    } else if (options.form == "rtg") {
-      root.WriteBinary(result);
-    } else {
-      root.Save(result, true);
-    }
+    WriteTreeForm(root, options.form, result);
   }
-
-  if (options.output.empty() || options.output == "-") {
-    std::fwrite(result.GetData(), 1, size_t(result.GetSize()), stdout);
-    std::fflush(stdout);
-  } else {
-    RFileStream file(RString::FromUTF8(options.output), RFileStream::kWrite | RFileStream::kReplace);
-    file.Write(result.GetData(), result.GetSize());
-    file.Close();
-  }
+  WriteOutput(result, options.output);
 }
 
 } // namespace

@@ -10,8 +10,8 @@
 #include "base/filestream.h"
 #include "base/memorystream.h"
 #include "base/tagitem.h"
-#include "base/variant.h"
 #include "tools/quillon/commands.h"
+#include "tools/quillon/treeoutput.h"
 
 namespace quillon_cli {
 namespace {
@@ -35,23 +35,6 @@ void ReadInput(const std::string& path, RMemoryStream& into) {
   into.Seek(0);
 }
 
-void WriteForm(const RTagItem& tree, const std::string& form, RMemoryStream& out) {
-  if (form == "xml") {
-    tree.WriteXML(out);
-  } else if (form == "rtg") {
-    tree.WriteBinary(out);
-  } else if (form == "rtgz") {
-    tree.Save(out, true);
-  } else {
-    RMemoryStream binary;
-    tree.WriteBinary(binary);
-    RString text = RVariant::EncodeBase64(binary.GetData(), binary.GetSize());
-    out.WriteText(RString("$"));
-    out.WriteText(text);
-    out.WriteText(RString("\n"));
-  }
-}
-
 void RunTree(const TreeOptions& options) {
   RMemoryStream input;
   ReadInput(options.input, input);
@@ -61,15 +44,8 @@ void RunTree(const TreeOptions& options) {
   if (tree.GetName().IsEmpty()) throw CommandError(options.input + ": no stored tree in any known form");
 
   RMemoryStream result;
-  WriteForm(tree, options.form, result);
-  if (options.output.empty() || options.output == "-") {
-    std::fwrite(result.GetData(), 1, size_t(result.GetSize()), stdout);
-    std::fflush(stdout);
-  } else {
-    RFileStream file(RString::FromUTF8(options.output), RFileStream::kWrite | RFileStream::kReplace);
-    file.Write(result.GetData(), result.GetSize());
-    file.Close();
-  }
+  WriteTreeForm(tree, options.form, result);
+  WriteOutput(result, options.output);
 }
 
 } // namespace
