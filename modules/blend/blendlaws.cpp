@@ -1,0 +1,104 @@
+#include "modules/blend/blendlaws.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <numbers>
+
+namespace {
+
+constexpr double kPi = std::numbers::pi;
+constexpr double kQuarterTurn = std::numbers::pi / 2.0;
+
+// A raised sine from 0 to 1 over the half turn that ends at the argument's upper limit.
+inline double RaisedSine(double x) noexcept { return 0.5 + 0.5 * std::sin(std::min(x, kQuarterTurn)); }
+
+struct SquaredLaw {
+  static RBlendGains At(double r) noexcept { return {r * r, (1.0 - r) * (1.0 - r)}; }
+};
+struct LinearLaw {
+  static RBlendGains At(double r) noexcept { return {r, 1.0 - r}; }
+};
+struct ConstantPowerLaw {
+  static RBlendGains At(double r) noexcept { return {std::sin(r * kQuarterTurn), std::cos(r * kQuarterTurn)}; }
+};
+struct TransitionLaw {
+  static RBlendGains At(double r) noexcept { return {std::min(2.0 * r, 1.0), std::min(2.0 - 2.0 * r, 1.0)}; }
+};
+struct FadeLaw {
+  static RBlendGains At(double r) noexcept {
+    return {std::sin(std::min(kPi * r, kQuarterTurn)), std::sin(std::min(kPi - kPi * r, kQuarterTurn))};
+  }
+};
+struct FadeSmoothLaw {
+  static RBlendGains At(double r) noexcept {
+    return {RaisedSine(2.0 * kPi * r - kQuarterTurn), RaisedSine(3.0 * kQuarterTurn - 2.0 * kPi * r)};
+  }
+};
+struct CutLaw {
+  static RBlendGains At(double r) noexcept {
+    return {std::sin(std::min(2.0 * kPi * r, kQuarterTurn)), std::sin(std::min(2.0 * kPi - 2.0 * kPi * r, kQuarterTurn))};
+  }
+};
+struct CutSmoothLaw {
+  static RBlendGains At(double r) noexcept {
+    return {RaisedSine(4.0 * kPi * r - kQuarterTurn), RaisedSine(7.0 * kQuarterTurn - 4.0 * kPi * r)};
+  }
+};
+
+// Each law's per-sample form is its own loop, so the law inlines into it instead of costing
+// an indirect call per sample while a ratio moves.
+template <class Law>
+void GainsOver(const float* r, float* a, float* b, int32_t count) noexcept {
+  for (int32_t i = 0; i < count; ++i) {
+    const RBlendGains g = Law::At(std::clamp(double(r[i]), 0.0, 1.0));
+    a[i] = float(g.a);
+    b[i] = float(g.b);
+  }
+}
+
+struct LawRow {
+  const char* name;
+  RBlendGains (*at)(double) noexcept;
+  void (*over)(const float*, float*, float*, int32_t) noexcept;
+};
+
+template <class Law>
+constexpr LawRow Row(const char* name) {
+  return {name, &Law::At, &GainsOver<Law>};
+}
+
+// In the order of RBlendMode: the stored index of a Mode is its row here.
+constexpr LawRow kLaws[kBlendModeCount] = {
+    Row<SquaredLaw>("Squared"),     Row<LinearLaw>("Linear"),   Row<ConstantPowerLaw>("Constant power"),
+    Row<TransitionLaw>("Transition"), Row<FadeLaw>("Fade"),     Row<FadeSmoothLaw>("Fade smooth"),
+    Row<CutLaw>("Cut"),             Row<CutSmoothLaw>("Cut smooth"),
+};
+
+const LawRow& LawOf(RBlendMode mode) noexcept { return kLaws[size_t(BlendModeOf(int32_t(mode)))]; }
+
+} // namespace
+
+const char* BlendModeName(RBlendMode mode) noexcept { return LawOf(mode).name; }
+
+RArray<RString> BlendModeItems() {
+  RArray<RString> items;
+  for (const LawRow& law : kLaws) items.Add(RString::Literal(law.name, int(std::strlen(law.name))));
+  return items;
+}
+
+RBlendMode BlendModeOf(int32_t index) noexcept { return RBlendMode(std::clamp(index, 0, kBlendModeCount - 1)); }
+
+RBlendGains BlendGainsAt(RBlendMode mode, double r) noexcept {
+  // A NaN position would poison every sample it scales; hold it to the start of the travel.
+  if (!(r >= 0.0)) r = 0.0;
+  return LawOf(mode).at(std::min(r, 1.0));
+}
+
+void BlendGainsOver(RBlendMode mode, const float* r, float* a, float* b, int32_t count) noexcept {
+  if (count > 0) LawOf(mode).over(r, a, b, count);
+}
+
+void BlendMix(const float* x, const float* y, float* out, const float* a, const float* b, int32_t count) noexcept {
+  for (int32_t i = 0; i < count; ++i) out[i] = x[i] * b[i] + y[i] * a[i];
+}
