@@ -9,8 +9,8 @@
 
 namespace {
 
-// 10^(-6 / 20): the law's plain setting, 6 dB, as a factor.
-constexpr double kPlainLaw = 0.50118723362727224;
+// 10^(6 / 20): the law's plain setting, 6 dB, as a factor.
+constexpr double kPlainLaw = 1.9952623149688795;
 
 } // namespace
 
