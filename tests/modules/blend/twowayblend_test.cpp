@@ -7,6 +7,8 @@
 #include <numbers>
 
 #include "base/tagitem.h"
+#include "graph/audiopluginmodular.h"
+#include "graph/pluginslot.h"
 #include "modules/blend/twowayblend.h"
 #include "tests/modules/blend/modulehost.h"
 
@@ -166,4 +168,42 @@ TEST(TwoWayBlend, TheTableHasTheInputSideAndModeStoresByName) {
   EXPECT_NEAR(copy.GetGain()->GetValue(), std::pow(10.0, 6.0 / 20.0), 1e-6);
   EXPECT_NEAR(copy.GetPanorama()->GetValue(), -0.5, 1e-9);
   EXPECT_DOUBLE_EQ(copy.GetVolume()->GetValue(), 1.0);
+}
+
+// --- inside a graph
+
+TEST(TwoWayBlendInGraph, TheSideChainLaneBlendsInAndAnOpenSecondInputLeavesTheMainAlone) {
+  RegisterTwoWayBlend();
+  RAudioPlugin::Options options;
+  options.sleep = false;
+  RAudioPluginModular graph(RString("Graph"), 6, true, options);
+  constexpr int32_t kFrames = 64;
+  graph.SetHostFormat(48000.0, kFrames, 2, 2, 1);
+  const PluginDescriptor* row = graph.FindDescriptor(RString("TwoWayBlend"));
+  ASSERT_NE(row, nullptr);
+  RPluginSlot* slot = graph.CreateSlot(0, 0, *row, false);
+  ASSERT_NE(slot, nullptr);
+  auto& blend = dynamic_cast<RTwoWayBlend&>(slot->GetModule());
+  SetMode(blend, RBlendMode::kLinear);
+  Settle(blend.GetRatio(), 0.75);
+  Settle(*blend.GetVolume(), 0.5);
+
+  std::vector<std::vector<float>> in = {std::vector<float>(kFrames, 1.0f), std::vector<float>(kFrames, -1.0f),
+                                        std::vector<float>(kFrames, 4.0f), std::vector<float>(kFrames, 8.0f)};
+  std::vector<float> left(kFrames), right(kFrames);
+  float* inputs[4] = {in[0].data(), in[1].data(), in[2].data(), in[3].data()};
+  float* outputs[2] = {left.data(), right.data()};
+
+  // A graph with a side chain carries it on lane 3.
+  slot->InputIndex[1] = 3;
+  graph.RebuildProcessors(true);
+  graph.ProcessCycle(inputs, outputs, kFrames, nullptr);
+  EXPECT_FLOAT_EQ(left[kFrames - 1], 0.25f * 0.5f + 0.75f * 4.0f);
+  EXPECT_FLOAT_EQ(right[0], 0.25f * -0.5f + 0.75f * 8.0f);
+
+  slot->InputIndex[1] = -1;
+  graph.RebuildProcessors(true);
+  graph.ProcessCycle(inputs, outputs, kFrames, nullptr);
+  EXPECT_FLOAT_EQ(left[kFrames - 1], 0.5f);
+  EXPECT_FLOAT_EQ(right[0], -0.5f);
 }
