@@ -142,8 +142,8 @@ void RChannelTool::Setup_Locked() {
   const size_t channels = size_t(std::max(processChannels_, 0));
   delayLines_.clear();
   delayLines_.resize(channels);
-  const int32_t delay = delayEnabled_->IsOn() ? DelayOfSettings(false) : 0;
-  for (RDelayLine& line : delayLines_) line.Reserve(delay);
+  const int32_t room = DelayRoom();
+  for (RDelayLine& line : delayLines_) line.Reserve(room);
   rmsFollowers_.clear();
   rmsFollowers_.resize(channels);
   for (RRMSFollower& follower : rmsFollowers_) follower.Reserve(kMaxRMSSeconds, sampleRate_);
@@ -206,12 +206,18 @@ void RChannelTool::Update() {
   }
 }
 
+int32_t RChannelTool::DelayRoom() const noexcept {
+  if (!delayEnabled_->IsOn()) return 0;
+  // The whole sample range costs at most 64 KB a channel and covers its automation; the
+  // milliseconds, up to 10 s (8 MB a channel at 192 kHz), get room as far as they are set.
+  return kMaxDelaySamples + int32_t(std::lround(delayMilliseconds_->GetValue() * sampleRate_));
+}
+
 void RChannelTool::ReserveDelay() {
-  if (!delayEnabled_->IsOn()) return;
-  const int32_t delay = DelayOfSettings(false);
-  if (delay <= 0) return;
+  const int32_t room = DelayRoom();
+  if (room <= 0) return;
   RLockGuard audio(GetAudioLock());
-  for (RDelayLine& line : delayLines_) line.Reserve(delay);
+  for (RDelayLine& line : delayLines_) line.Reserve(room);
 }
 
 void RChannelTool::DelaySettingChanged(void* receiver, void*, int32_t, const REventPayload&) {
@@ -261,7 +267,11 @@ void RChannelTool::Store(RStoreContext& context) {
   RAudioPlugin::Store(context);
   RString text = expressionText_;
   context.Text("ExpressionText", text, RString("x"));
-  if (context.IsReading()) SetExpressionText(text);
+  if (context.IsReading()) {
+    SetExpressionText(text);
+    // A loaded delay finds its room here rather than on the audio thread.
+    ReserveDelay();
+  }
 }
 
 // --- the block

@@ -23,10 +23,11 @@
 // MathEnabled, ExpressionEnabled, Coder) turns its stage on; the basic values are always on.
 //
 // Scenarios:
-//   I.   The delay grows while audio runs: its Changed hook (editor side) makes room in the
-//        delay lines under the audio lock, so the audio thread finds the ring large enough; a
-//        change that reaches the audio thread first (host automation) grows the ring there,
-//        the delay line's one allowed allocation. A change of the reported latency is passed
+//   I.   The delay grows while audio runs: while the delay is on, the lines keep room for the
+//        whole DelaySamples range and DelayMilliseconds as set, made at setup, at a load and
+//        by the delay values' Changed hook (editor side, under the audio lock). Only a
+//        milliseconds change that reaches the audio thread before its hook (host automation)
+//        grows a ring there, the delay line's one allowed allocation. A change of the reported latency is passed
 //        to the host through the kernel's latency report, and inside a graph the hook
 //        recompiles the graph so that the rows line up again.
 //   II.  The user types an expression: SetExpressionText compiles it on the editor thread and
@@ -79,7 +80,10 @@ public:
 private:
   // Samples of DelaySamples plus DelayMilliseconds, from the values as set or as processed.
   int32_t DelayOfSettings(bool processing) const noexcept;
-  // Room in every delay line for the delay as set. Takes the audio lock. [editor-thread]
+  // Samples of room the delay lines keep while the delay is on: every DelaySamples, and
+  // DelayMilliseconds as set.
+  int32_t DelayRoom() const noexcept;
+  // Makes that room in every delay line. Takes the audio lock. [editor-thread]
   void ReserveDelay();
   static void DelaySettingChanged(void* receiver, void* cookie, int32_t identifier, const REventPayload& payload);
 

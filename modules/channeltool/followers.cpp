@@ -5,6 +5,7 @@
 
 namespace {
 constexpr float kInputLimit = 100000.0f;
+constexpr double kSteady = 1.0 - 1e-6;
 } // namespace
 
 double FollowerCoefficient(double seconds, double sampleRate) noexcept {
@@ -47,8 +48,9 @@ void RRMSFollower::Process(float* samples, int32_t count) noexcept {
     const float square = x * x;
     sum_.Process(&square, 1);
     const double rms = std::sqrt(sum_.GetMean());
-    if (rms >= held_ || holdLeft_ <= 0) {
-      // A new peak restarts the hold; after the hold the level follows the window down.
+    // A steady level (within rounding of the running sum) counts as a peak too, so the hold
+    // starts when the level really falls; after the hold the level follows the window down.
+    if (rms >= held_ * kSteady || holdLeft_ <= 0) {
       held_ = rms;
       holdLeft_ = holdSamples_;
     } else {
