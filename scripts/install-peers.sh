@@ -6,8 +6,8 @@
 set -euo pipefail
 
 packages=(
-  # host and test signal
-  lv2file lilv-utils sox
+  # host, test signal, timer and the table's arithmetic
+  lv2file lilv-utils sox time python3
   # the peers
   calf-plugins mda-lv2 swh-lv2 x42-plugins lsp-plugins-lv2 zam-plugins dpf-plugins-lv2
   invada-studio-plugins-lv2

@@ -10,8 +10,9 @@
 // ones that shape the knee. That stage takes the user's resonance q as well: its Q becomes
 // Q_last * q / sqrt(1/2). So q = 0.7071 gives the plain Butterworth response (-3.01 dB at the
 // corner for every slope), a higher q a resonant peak just inside the pass band, a lower q a
-// softer knee; at 12 dB/octave q is the stage's Q itself. A lone first-order stage (6 dB) has
-// no Q to change.
+// softer knee. A second-order stage's magnitude at its corner is its Q and the Butterworth Qs
+// multiply to sqrt(1/2), so from 12 dB/octave on the corner sits at q itself (20 log10 q dB)
+// whatever the slope. A lone first-order stage (6 dB) has no Q to change.
 //
 // Every stage is a bilinear design prewarped at the corner, so the cascade is the bilinear
 // transform of the analogue prototype: its magnitude at f is the prototype's at the warped
