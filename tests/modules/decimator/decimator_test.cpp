@@ -224,6 +224,22 @@ TEST(Decimator, AHostRampOfTheRateStepsThePeriodEverySampleAndKeepsTheStateAcros
   }
 }
 
+TEST(Decimator, AGlideWhileItsStageIsOffIsNotReplayedWhenTheStageComesOn) {
+  RDecimatorRig rig;
+  rig.Set("BitReduction", 0.0);
+  rig.Set("SampleRateReduction", 0.0);
+  const std::array<std::vector<float>, 2> warm = {Noise(512, 23), Noise(512, 24)};
+  rig.Run(warm[0], warm[1]);
+  rig.Automate("Bits", 3.0);
+  rig.Run(warm[0], warm[1]);
+  rig.Set("BitReduction", 1.0);
+  const std::array<std::vector<float>, 2> x = {Noise(512, 25), Noise(512, 26)};
+  const auto y = rig.Run(x[0], x[1]);
+  const auto expected = ReferenceCore(x, 48000.0, true, 3.0, 0.0, false, 48000.0, 0.0);
+  EXPECT_EQ(y[0], expected[0]);
+  EXPECT_EQ(y[1], expected[1]);
+}
+
 TEST(Decimator, GainAndMixRampsGlideLinearlyOverTheBlock) {
   RDecimatorRig rig;
   rig.Set("BitReduction", 0.0);
