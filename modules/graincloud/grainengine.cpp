@@ -98,7 +98,8 @@ void RGrainEngine::Setup(double sampleRate, int32_t channels) {
   pool_.Setup(channels_, int32_t(arena), kGrainRecords);
   for (Voice& voice : voices_) {
     const RGrainVoiceSettings& s = voice.Settings;
-    const double longest = std::max(s.DelayFrames, 0.0) + std::max(s.CopyMaxDelayFrames, 0.0);
+    const double longest = std::max(std::max(s.DelayFrames, 0.0) + std::max(s.CopyMaxDelayFrames, 0.0),
+                                    sampleRate * kReservedDelaySeconds);
     for (RGrainCopy& copy : voice.Copies) copy.Reserve(channels_, int32_t(std::min(std::ceil(longest), 1.0e8)) + 1);
   }
 }

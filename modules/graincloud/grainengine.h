@@ -73,8 +73,12 @@ public:
   static constexpr int32_t kTransforms = 16;
   // The block is played in stretches of this many frames: the bound of the stack scratch.
   static constexpr int32_t kChunk = RGrainCopy::kMaxFrames;
-  // Audio the pool holds per channel, in seconds of the sample rate.
-  static constexpr double kArenaSeconds = 16.0;
+  // Audio the pool holds per channel, in seconds of the sample rate: 32 held grains of 50 ms
+  // in each of four frozen voices and the live lists fit several times over.
+  static constexpr double kArenaSeconds = 8.0;
+  // Every copy's delay lines get room for at least this much at Setup, so that short delays
+  // set later never allocate (160 lines of 4096 frames at 48 kHz).
+  static constexpr double kReservedDelaySeconds = 0.05;
   static constexpr int32_t kGrainRecords = 2048;
 
   struct Voice {
@@ -93,7 +97,8 @@ public:
   static bool IsDefaultTransform(const RShape& shape) noexcept;
 
   // Sizes the pool and the copies' delay lines for the rate and channel count; drops every
-  // grain. Delay lines get room for each voice's present Delay plus CopyMaxDelay.
+  // grain. Delay lines get room for each voice's present Delay plus CopyMaxDelay, and at least
+  // kReservedDelaySeconds.
   void Setup(double sampleRate, int32_t channels);
   // Drops every grain and clears every delay line; with reseed the generators start over.
   void Reset(bool reseed) noexcept;
