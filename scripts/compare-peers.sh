@@ -15,7 +15,7 @@
 # below about 0.0005 CPU s per audio s are within the noise of the timer.
 #
 # Ours: every benchmark of bench_modules whose name starts with a kind's prefix; its cost per
-# stereo frame (the "s/sample" counter, else items/s) becomes CPU seconds per audio second at
+# stereo frame (the "per_frame" counter in seconds, else items/s) becomes CPU seconds per audio second at
 # 48 kHz. Kinds whose benchmark isn't built yet are left out.
 #
 # Prints one table: kind, our benchmark, our cost, peer, peer cost, ratio (ours / peer).
@@ -126,12 +126,15 @@ ours = []
 for b in json.load(open(ours_path)).get("benchmarks", []):
     if b.get("run_type", "iteration") != "iteration":
         continue
-    seconds_per_frame = None
-    if "s/sample" in b:
+    if "per_frame" in b:
+        seconds_per_frame = float(b["per_frame"])
+    elif "s/sample" in b:
         seconds_per_frame = float(b["s/sample"])
     elif b.get("items_per_second"):
         seconds_per_frame = 1.0 / float(b["items_per_second"])
-    if seconds_per_frame:
+    else:
+        continue
+    if seconds_per_frame > 0.0:
         ours.append((b["name"], seconds_per_frame * rate))
 
 rows = []

@@ -1,6 +1,6 @@
 // Cost of the span filter per stereo frame at 48 kHz in host blocks of 512, through its whole
 // cycle: a gentle band (12 dB/octave on both sides, two stages) and a steep one (48 dB/octave,
-// eight stages). Items are frames, so items/s is frames per second and "s/sample" its inverse.
+// eight stages). Items are frames, so items/s is frames per second and "per_frame" its inverse.
 #include <benchmark/benchmark.h>
 
 #include <random>
@@ -46,7 +46,7 @@ void RunBand(benchmark::State& state, const char* hpSlope, const char* lpSlope) 
     benchmark::ClobberMemory();
   }
   state.SetItemsProcessed(int64_t(state.iterations()) * kBlock);
-  state.counters["s/sample"] =
+  state.counters["per_frame"] =
       benchmark::Counter(kBlock, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
