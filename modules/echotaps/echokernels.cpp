@@ -80,6 +80,8 @@ inline float Guard(double v) noexcept {
 template <bool Filter, bool Sat>
 inline float Shape(double w, RBiquadState* states, const RBiquadCoefficients* bandPass, double saturation) noexcept {
   if constexpr (Filter) {
+    // Garbage must not reach the filter's memory, where it would outlive the sample.
+    w = double(Guard(w));
     w = Tick(bandPass[0], states[0], w);
     w = Tick(bandPass[1], states[1], w);
   }

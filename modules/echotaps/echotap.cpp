@@ -168,8 +168,8 @@ int32_t REchoTap::TargetDelay(double tempo) const noexcept {
 
 bool REchoTap::SetDelayBySync(double tempo) {
   if (!(tempo > 0.0)) return false;
-  sync_->Refresh();
-  // The group's note length in seconds: 240 s per whole note at one beat a minute.
+  // The divisor as the audio side last refreshed it; the note length in seconds: a whole
+  // note lasts 240 s at one beat a minute.
   const double seconds = 240.0 / (tempo * sync_->GetDivisor());
   delay_->SetValueNow(std::clamp(seconds, 0.0, kMaxDelaySeconds));
   return true;
