@@ -11,27 +11,15 @@
 #include <string>
 
 #include "graph/audiopluginmodular.h"
-#include "graph/nestedgraph.h"
 #include "tools/quillon/commands.h"
 #include "tools/quillon/offlinehost.h"
+#include "tools/quillon/product.h"
 
 namespace quillon_cli {
 namespace {
 
-// The grid of the product: six lanes and a side-chain bus. Until the product class exists, a
-// plain graph of that shape with the catalogue's modules takes its place.
-constexpr int32_t kProductLanes = 6;
-
-std::unique_ptr<RAudioPlugin> CreateGraphPlugin() {
-  // The catalogue copies creators when a graph is built: register them first.
-  RegisterNestedGraphs();
-  auto graph = std::make_unique<RAudioPluginModular>(RString("Quillon"), kProductLanes, true);
-  graph->InitParameters();
-  return graph;
-}
-
 void RunGraph(const HostOptions& options) {
-  ROfflineHost host(CreateGraphPlugin());
+  ROfflineHost host(CreateProductPlugin());
   const auto& graph = static_cast<const RAudioPluginModular&>(host.GetPlugin());
   // Set up before the state arrives: a graph compiles only once its lane buffers exist, and
   // the list shown is the one a host at this format would run.
