@@ -70,17 +70,6 @@ TEST(PhaseNetwork, CharactersRunFromCleanToUgly) {
   EXPECT_STREQ(RHilbertNetwork::GetTable(2).name, "Rough");
 }
 
-TEST(PhaseNetwork, TheDesignStaysAt44100WhateverTheRate) {
-  RHilbertNetwork network;
-  network.Design(1);
-  for (int32_t s = 0; s < RHilbertNetwork::kStagesPerPath; ++s) {
-    EXPECT_EQ(network.GetInPhaseStages()[s].GetSampleRate(), 44100.0);
-    EXPECT_EQ(network.GetInPhaseStages()[s].GetType(), RBiquad::kAllPass);
-  }
-  network.Design(99);  // clamped into the tables
-  EXPECT_EQ(network.GetCharacter(), RHilbertNetwork::kCharacterCount - 1);
-}
-
 TEST(ShifterPrefilter, PassesTheAudioBandAndStopsBelowAndAboveIt) {
   for (double rate : {44100.0, 48000.0, 96000.0, 192000.0}) {
     RShifterPrefilter prefilter;
