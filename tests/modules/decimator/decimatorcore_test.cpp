@@ -307,4 +307,34 @@ TEST(DecimatorCore, RunsTheWordStageBeforeTheRateStageOnEveryChannel) {
   }
 }
 
+TEST(DecimatorCore, RampedSettingsAndMissingChannelsFollowTheReferenceOnEveryChannel) {
+  // Channels run the rate stage in pairs; a pair with a missing channel, an odd channel count
+  // and ramps must all give what each channel would give on its own.
+  const double fs = 96000.0;
+  RDecimatorSettings settings;
+  settings.bits = {12.0, -0.01};
+  settings.bitsWidth = {-1.0, 0.003};
+  settings.sampleRate = {9000.0, -6.5};
+  settings.sampleRateWidth = {0.9, -0.002};
+  std::vector<std::vector<float>> x;
+  for (uint32_t c = 0; c < 5; ++c) x.push_back(Noise(800, 60 + c));
+  std::vector<std::vector<float>> expected = x;
+  float* channels[5] = {x[0].data(), x[1].data(), nullptr, x[3].data(), x[4].data()};
+  RDecimatorChannelState states[5];
+  RunDecimatorCore(channels, 5, 800, fs, settings, states);
+  for (int32_t c = 0; c < 5; ++c) {
+    if (c == 2) continue;
+    decimatortest::RateState state;
+    decimatortest::Channel(expected[size_t(c)], c, fs, true, {12.0, -0.01}, {-1.0, 0.003}, true, {9000.0, -6.5},
+                           {0.9, -0.002}, state);
+    EXPECT_EQ(x[size_t(c)], expected[size_t(c)]) << c;
+    EXPECT_EQ(states[c].Next, state.B) << c;
+    EXPECT_EQ(states[c].Last, state.A) << c;
+    EXPECT_EQ(states[c].PreviousInput, state.p) << c;
+    EXPECT_EQ(states[c].Position, state.t) << c;
+    EXPECT_EQ(states[c].NextTake, state.T) << c;
+  }
+  EXPECT_EQ(states[2].NextTake, 0.0f);
+}
+
 } // namespace
