@@ -38,14 +38,14 @@ void Set(RHertzSlider& module, const char* label, double real) {
   ValueOf(module, label).ResetRamp();
 }
 
-void Run(benchmark::State& state, bool everything) {
+void Run(benchmark::State& state, bool everything, double delaySeconds = 0.001) {
   RHertzSlider module;
   module.InitParameters();
   module.SetHostFormat(kRate, kBlock, 2);
   Set(module, "Shift", RShiftRange::FromHertz(100.0));
   if (everything) {
     Set(module, "Feedback", 0.7);
-    Set(module, "Delay", 0.001);
+    Set(module, "Delay", delaySeconds);
     Set(module, "Width", -1.0);
     Set(module, "Dry/Wet", 0.8);
   }
@@ -72,6 +72,10 @@ BENCHMARK(BM_HertzSlider_Typical);
 
 void BM_HertzSlider_FeedbackEveryStage(benchmark::State& state) { Run(state, true); }
 BENCHMARK(BM_HertzSlider_FeedbackEveryStage);
+
+// The product's own delay: 0, a loop of one sample, run sample by sample.
+void BM_HertzSlider_FeedbackOneSample(benchmark::State& state) { Run(state, true, 0.0); }
+BENCHMARK(BM_HertzSlider_FeedbackOneSample);
 
 void BM_HertzSlider_Oscillator(benchmark::State& state) {
   RQuadratureOscillator oscillator;

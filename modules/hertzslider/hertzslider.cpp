@@ -160,11 +160,15 @@ void RHertzSlider::Process(float* const* inputs, float* const* outputs, int32_t 
   dryWet_.GetRamp(frames, mixStart, mixStep);
   const bool prefilter = prefiltering_.IsProcessingOn();
   const bool feedbackOn = feedbackStart != 0.0 || feedbackStep != 0.0;
+  // A closed loop is idle: its blocks need no cutting, and it opens again on silence, not on
+  // whatever it held when it closed.
+  if (feedbackOn && !loopOpen_) ClearLines();
+  loopOpen_ = feedbackOn;
   const int32_t channelCount = std::min(int32_t(channels_.size()), processChannels_);
 
   float dry[kPiece], work[kPiece], inPhase[kPiece], quadrature[kPiece], cosine[kPiece], minusSine[kPiece];
   for (int32_t done = 0; done < frames;) {
-    const int32_t count = std::min(frames - done, pieceLength_ - piecePosition_);
+    const int32_t count = std::min(frames - done, feedbackOn ? pieceLength_ - piecePosition_ : kPiece);
     // Shift and Width move linearly over the block; each piece's oscillator glides between
     // the channel frequencies at its ends.
     const double s0 = RShiftRange::ToHertz(shiftStart + shiftStep * done);
@@ -192,18 +196,22 @@ void RHertzSlider::Process(float* const* inputs, float* const* outputs, int32_t 
       channel.oscillator.Run(cosine, minusSine, count, s0 * factor0, s1 * factor1, sampleRate_);
 
       float* out = outputs[c] + done;
-      float* written = channel.written + piecePosition_;
+      float* shifted = inPhase;
       for (int32_t i = 0; i < count; ++i) {
-        const float shifted = inPhase[i] * cosine[i] + quadrature[i] * minusSine[i];
+        shifted[i] = inPhase[i] * cosine[i] + quadrature[i] * minusSine[i];
         const auto mix = float(mixStart + mixStep * (done + i));
-        out[i] = (shifted - dry[i]) * mix + dry[i];
-        written[i] = std::clamp(shifted, -kFeedbackClamp, kFeedbackClamp);
+        out[i] = (shifted[i] - dry[i]) * mix + dry[i];
+      }
+      if (feedbackOn) {
+        float* written = channel.written + piecePosition_;
+        for (int32_t i = 0; i < count; ++i) written[i] = std::clamp(shifted[i], -kFeedbackClamp, kFeedbackClamp);
       }
       factor0 *= w0;
       factor1 *= w1;
     }
-    piecePosition_ += count;
     done += count;
+    if (!feedbackOn) continue;
+    piecePosition_ += count;
     if (piecePosition_ == pieceLength_) {
       // The finished piece enters the line; what comes out is the next piece's feedback.
       for (int32_t c = 0; c < channelCount; ++c) {

@@ -13,7 +13,8 @@
 // The feedback loop runs in pieces no longer than the delay: a piece's reads then come only
 // from samples written before it, so the piece can be filtered as a block. The delay line
 // holds the delay minus the piece length; each finished piece is written and the next
-// piece's feedback read in the same call, which makes the loop exactly the delay long.
+// piece's feedback read in the same call, which makes the loop exactly the delay long. With
+// Feedback at 0 the loop is idle and the block runs uncut.
 //
 // Threads: construction, Setup_Locked and Store on host or editor threads under the kernel's
 // locks; Update and Process on the audio thread, allocation-free.
@@ -97,6 +98,7 @@ private:
   int32_t piecePosition_ = 0;
   int32_t maxDelay_ = 1;
   bool clearLines_ = false;
+  bool loopOpen_ = false;  // Feedback was above 0 in the last block
 };
 
 // Enters the module's creator into the registry under "HzSlide".

@@ -164,6 +164,32 @@ TEST(HertzSliderFeedback, AnImpulseComesBackAfterExactlyTheDelay) {
   }
 }
 
+TEST(HertzSliderFeedback, ALoopOpenedFromZeroStartsEmpty) {
+  // Noise with Feedback 0, then Feedback 0.5 on silence: for one delay the output is the
+  // filters' ring-out alone, as if the loop had never been there; then the echo arrives.
+  constexpr int32_t kDelay = 300;
+  std::vector<float> input(8192, 0.0f);
+  for (int32_t i = 0; i < 4096; ++i) input[size_t(i)] = float(std::sin(i * 0.37) * 0.5 + std::sin(i * 0.011) * 0.3);
+  auto run = [&](double feedbackAfter) {
+    Shifter shifter(48000.0);
+    shifter.SetShiftHz(40.0);
+    shifter.Set("Delay", kDelay / 48000.0);
+    const std::vector<float> first(input.begin(), input.begin() + 4096), second(input.begin() + 4096, input.end());
+    auto out = shifter.Run(first, 256)[0];
+    shifter.Set("Feedback", feedbackAfter);
+    const auto rest = shifter.Run(second, 256)[0];
+    out.insert(out.end(), rest.begin(), rest.end());
+    return out;
+  };
+  const auto open = run(0.0), closed = run(0.5);
+  for (int32_t i = 0; i < 4096 + kDelay; ++i) ASSERT_EQ(closed[size_t(i)], open[size_t(i)]) << i;
+  double difference = 0.0;
+  for (int32_t i = 4096 + kDelay; i < 4096 + 2 * kDelay; ++i) {
+    difference = std::max(difference, std::fabs(double(closed[size_t(i)] - open[size_t(i)])));
+  }
+  EXPECT_GT(difference, 1e-4);
+}
+
 TEST(HertzSliderFeedback, StaysBoundedAtTheTopFeedbackWithOneSampleOfDelay) {
   Shifter shifter(48000.0);
   shifter.Set("Feedback", 0.99);
