@@ -13,6 +13,7 @@ void RGrainCopy::Reserve(int32_t channels, int32_t maxDelay) {
 
 void RGrainCopy::Clear(RGrainPool& pool) noexcept {
   for (int32_t i = 0; i < held_; ++i) pool.Release(list_[i]);
+  for (int32_t i = 0; i < frozenCount_; ++i) pool.Release(frozen_[i]);
   pool.Release(present_.grain);
   pool.Release(tail_.grain);
   Forget();
@@ -22,6 +23,9 @@ void RGrainCopy::Clear(RGrainPool& pool) noexcept {
 void RGrainCopy::Forget() noexcept {
   for (RGrain*& grain : list_) grain = nullptr;
   held_ = 0;
+  for (RGrain*& grain : frozen_) grain = nullptr;
+  frozenCount_ = 0;
+  isFrozen_ = false;
   present_ = Player{};
   tail_ = Player{};
   lastSerial_ = 0;
@@ -47,14 +51,34 @@ void RGrainCopy::Append(RGrain* const* grains, int32_t count, int32_t grainCount
   }
 }
 
+void RGrainCopy::SetFrozen(bool frozen, RGrainPool& pool) noexcept {
+  if (frozen == isFrozen_) return;
+  isFrozen_ = frozen;
+  if (frozen) {
+    for (int32_t i = 0; i < held_; ++i) {
+      pool.AddReference(list_[i]);
+      frozen_[i] = list_[i];
+    }
+    frozenCount_ = held_;
+    return;
+  }
+  for (int32_t i = 0; i < frozenCount_; ++i) {
+    pool.Release(frozen_[i]);
+    frozen_[i] = nullptr;
+  }
+  frozenCount_ = 0;
+}
+
 bool RGrainCopy::StartNext(int32_t channels, const RGrainCopySettings& settings, RGrainRandom& random,
                            RGrainPool& pool) noexcept {
-  if (held_ == 0) return false;
-  RGrain* next = anyPlayed_ ? nullptr : list_[0];
-  for (int32_t i = 0; i < held_ && !next; ++i) {
-    if (list_[i]->Serial > lastSerial_) next = list_[i];
+  RGrain* const* list = isFrozen_ ? frozen_ : list_;
+  const int32_t held = isFrozen_ ? frozenCount_ : held_;
+  if (held == 0) return false;
+  RGrain* next = anyPlayed_ ? nullptr : list[0];
+  for (int32_t i = 0; i < held && !next; ++i) {
+    if (list[i]->Serial > lastSerial_) next = list[i];
   }
-  if (!next) next = list_[std::min(int32_t(random.Next() * held_), held_ - 1)];
+  if (!next) next = list[std::min(int32_t(random.Next() * held), held - 1)];
 
   const int32_t step = Sequencer.Next(settings.SequencerCount, settings.GrainsPerStep);
   const uint64_t notes = settings.Steps ? settings.Steps[step] : 0;
@@ -97,7 +121,9 @@ void RGrainCopy::Render(Player& player, float* const* out, int32_t channels, int
     std::fill(envelope, envelope + frames, 1.0f);
   }
   const double fade = grain.FadeLength;
-  if (fade > 0.0) {
+  // Most of a grain lies between its fades: only a run that touches one needs the weights.
+  const double lastPosition = player.position + double(frames - 1) * player.rate;
+  if (fade > 0.0 && (player.position < fade || lastPosition > length - fade)) {
     for (int32_t i = 0; i < frames; ++i) {
       const double p = player.position + double(i) * player.rate;
       const double edge = std::min(p, length - p);

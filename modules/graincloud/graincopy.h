@@ -7,7 +7,8 @@
 // then the next begins while the present one plays its last fade frames as the tail. The next
 // grain is the oldest held grain newer than the one just begun; when the copy has caught up
 // with its list it draws one of the held grains instead, which is what makes a frozen or
-// pitched-up voice stutter over the grains it keeps.
+// pitched-up voice stutter over the grains it keeps. A frozen copy does the same over the
+// list as it stood when it froze.
 //
 // A grain's gain at source frame p of length L with fade F is
 //   shape(p / L) * min(1, p / F, (L - p) / F) * drawn gain * pan gain of the channel,
@@ -57,8 +58,15 @@ public:
   // grainCount the oldest held go first. Each appended grain gains one reference.
   void Append(RGrain* const* grains, int32_t count, int32_t grainCount, RGrainPool& pool) noexcept;
   int32_t GetHeldCount() const noexcept { return held_; }
-  // Holds no grain at all, neither listed nor playing.
-  bool IsIdle() const noexcept { return held_ == 0 && !present_.grain && !tail_.grain; }
+  // Holds no grain at all, neither listed, frozen nor playing.
+  bool IsIdle() const noexcept { return held_ == 0 && frozenCount_ == 0 && !present_.grain && !tail_.grain; }
+
+  // Freezing takes a copy of the present list, with a reference on each grain, and plays from
+  // it alone; the list itself goes on taking new grains. Thawing releases the copy, so the
+  // voice plays the present input again at once.
+  void SetFrozen(bool frozen, RGrainPool& pool) noexcept;
+  bool IsFrozen() const noexcept { return isFrozen_; }
+  int32_t GetFrozenCount() const noexcept { return frozenCount_; }
   const RGrain* GetHeld(int32_t index) const noexcept { return list_[index]; }
 
   // Adds up to kMaxFrames frames of the copy into out (channels channels, at most
@@ -99,6 +107,9 @@ private:
 
   RGrain* list_[kMaxHeld] = {};
   int32_t held_ = 0;
+  RGrain* frozen_[kMaxHeld] = {};
+  int32_t frozenCount_ = 0;
+  bool isFrozen_ = false;
   Player present_;
   Player tail_;
   uint64_t lastSerial_ = 0;

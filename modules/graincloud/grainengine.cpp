@@ -167,16 +167,15 @@ void RGrainEngine::ProcessVoice(Voice& voice, int32_t offset, int32_t frames, in
 
   for (int32_t k = 0; k < count; ++k) {
     RGrainCopy& copy = voice.Copies[k];
-    if (!s.Freeze) {
-      for (int32_t i = 0; i < finished; ++i) {
-        RGrain* main = cutter_.GetFinished(0, i);
-        RGrain* sideGrain = side ? cutter_.GetFinished(1, i) : nullptr;
-        // A draw of the share or more keeps the main grain.
-        const bool fromSide = side && voice.Random.Next() < share;
-        picked[i] = fromSide && sideGrain ? sideGrain : main;
-      }
-      copy.Append(picked, finished, snapshot.Copy.GrainCount, pool_);
+    copy.SetFrozen(s.Freeze, pool_);
+    for (int32_t i = 0; i < finished; ++i) {
+      RGrain* main = cutter_.GetFinished(0, i);
+      RGrain* sideGrain = side ? cutter_.GetFinished(1, i) : nullptr;
+      // A draw of the share or more keeps the main grain.
+      const bool fromSide = side && voice.Random.Next() < share;
+      picked[i] = fromSide && sideGrain ? sideGrain : main;
     }
+    copy.Append(picked, finished, snapshot.Copy.GrainCount, pool_);
     for (int32_t c = 0; c < channels; ++c) std::memset(scratch[c], 0, size_t(frames) * sizeof(float));
     copy.Play(lanes, channels, frames, snapshot.Copy, voice.Random, pool_);
     copy.Delay(lanes, channels, frames);

@@ -145,22 +145,33 @@ TEST(GrainFreeze, AVoiceFrozenWithNothingHeldIsSilentUntilReleased) {
   run.engine.GetVoice(0).Settings.Freeze = true;
   const std::vector<float> frozen = run.Run(std::vector<float>(9600, 1.0f));
   for (float v : frozen) ASSERT_EQ(v, 0.0f);
-  EXPECT_EQ(run.engine.GetVoice(0).Copies[0].GetHeldCount(), 0);
+  EXPECT_EQ(run.engine.GetVoice(0).Copies[0].GetFrozenCount(), 0);
   run.engine.GetVoice(0).Settings.Freeze = false;
   const std::vector<float> released = run.Run(std::vector<float>(9600, 1.0f));
+  // The list went on taking grains while frozen: the first one after the release is heard.
+  EXPECT_NEAR(released[300], 1.0f, 1e-4);
   EXPECT_NEAR(released[9599], 1.0f, 1e-4);
 }
 
-TEST(GrainFreeze, AFrozenVoiceKeepsPlayingTheGrainsItHolds) {
+TEST(GrainFreeze, AFrozenVoicePlaysTheGrainsItHeldAndLetsThemGoWhenReleased) {
   EngineRun run;
   Steady(run, 1.0, 1.0);
+  RGrainCopy& copy = run.engine.GetVoice(0).Copies[0];
   run.engine.GetVoice(0).Settings.GrainCount = 4;
   run.Run(std::vector<float>(9600, 0.5f));
   run.engine.GetVoice(0).Settings.Freeze = true;
   // The input changes; the frozen voice still plays the grains of 0.5.
   const std::vector<float> out = run.Run(std::vector<float>(24000, -1.0f));
   EXPECT_NEAR(Mean(out, 4800, 24000), 0.5, 1e-4);
-  EXPECT_EQ(run.engine.GetVoice(0).Copies[0].GetHeldCount(), 4);
+  EXPECT_EQ(copy.GetFrozenCount(), 4);
+  EXPECT_EQ(copy.GetHeldCount(), 4);
+  const int32_t holding = run.engine.GetPool().GetLiveCount();
+
+  run.engine.GetVoice(0).Settings.Freeze = false;
+  const std::vector<float> thawed = run.Run(std::vector<float>(2400, -1.0f));
+  EXPECT_NEAR(thawed[2399], -1.0f, 1e-4);
+  EXPECT_EQ(copy.GetFrozenCount(), 0);
+  EXPECT_LT(run.engine.GetPool().GetLiveCount(), holding) << "the frozen grains went back";
 }
 
 TEST(GrainSideChain, WithoutASideChainEveryGrainComesFromTheMainInput) {
