@@ -16,7 +16,6 @@
 
 namespace {
 
-using decimatortest::Course;
 using decimatortest::Noise;
 using decimatortest::RDecimatorRig;
 
