@@ -23,6 +23,12 @@ float Quantise(float x, const RWordScale& scale) noexcept {
   return float(RoundToEven(double(x) * scale.m) * scale.r);
 }
 
+// q = 1 / rate is the period in seconds and d = 2^width the spread.
+float PeriodOf(double fs, double q, double d, bool odd) noexcept {
+  const double channelQ = odd ? q * d : q / d;
+  return std::max(1.0f, float(fs * channelQ));
+}
+
 bool Finite(const RDecimatorChannelState& s) noexcept {
   return std::isfinite(s.Next) && std::isfinite(s.Last) && std::isfinite(s.PreviousInput) &&
          std::isfinite(s.Position) && std::isfinite(s.NextTake);
@@ -34,16 +40,6 @@ double ChannelBits(double bits, double width, int32_t channel) noexcept {
   const double b = IsOdd(channel) ? bits - width : bits + width;
   return std::max(b, 1.0);
 }
-
-namespace {
-
-// q = 1 / rate is the period in seconds and d = 2^width the spread.
-float PeriodOf(double fs, double q, double d, bool odd) noexcept {
-  const double channelQ = odd ? q * d : q / d;
-  return std::max(1.0f, float(fs * channelQ));
-}
-
-} // namespace
 
 float ChannelPeriod(double fs, double rate, double width, int32_t channel) noexcept {
   return PeriodOf(fs, 1.0 / rate, std::exp2(width), IsOdd(channel));
@@ -72,7 +68,8 @@ struct RRateLoop {
 
   float Step(float x, float P) noexcept {
     if (t >= T) {
-      // Take the input at the exact fractional place of T between the last sample and this.
+      // Take the input at the fractional place of T between the last sample and this one; at
+      // a whole T the fraction is 0 and the take is the last sample.
       const float f = T - std::trunc(T);
       const float v = p + (x - p) * f;
       const float g = std::ceil(T);
@@ -87,10 +84,6 @@ struct RRateLoop {
     return y;
   }
 };
-
-} // namespace
-
-namespace {
 
 RRateLoop LoopOf(const RDecimatorChannelState& state) noexcept {
   return {state.Last, state.Next, state.PreviousInput, state.Position, state.NextTake};
