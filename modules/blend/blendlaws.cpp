@@ -46,29 +46,18 @@ struct CutSmoothLaw {
   }
 };
 
-// Each law's per-sample form is its own loop, so the law inlines into it instead of costing
-// an indirect call per sample while a ratio moves.
-template <class Law>
-void GainsOver(const float* r, float* a, float* b, int32_t count) noexcept {
-  for (int32_t i = 0; i < count; ++i) {
-    const RBlendGains g = Law::At(std::clamp(double(r[i]), 0.0, 1.0));
-    a[i] = float(g.a);
-    b[i] = float(g.b);
-  }
-}
-
 struct LawRow {
   const char* name;
   RBlendGains (*at)(double) noexcept;
-  void (*over)(const float*, float*, float*, int32_t) noexcept;
 };
 
 template <class Law>
 constexpr LawRow Row(const char* name) {
-  return {name, &Law::At, &GainsOver<Law>};
+  return {name, &Law::At};
 }
 
-// In the order of RBlendMode: the stored index of a Mode is its row here.
+// In the order of RBlendMode: the stored index of a Mode is its row here. The per-sample
+// form of each law, in single precision and per processor level, is in blendlawkernels.cpp.
 constexpr LawRow kLaws[kBlendModeCount] = {
     Row<SquaredLaw>("Squared"),     Row<LinearLaw>("Linear"),   Row<ConstantPowerLaw>("Constant power"),
     Row<TransitionLaw>("Transition"), Row<FadeLaw>("Fade"),     Row<FadeSmoothLaw>("Fade smooth"),
@@ -93,10 +82,6 @@ RBlendGains BlendGainsAt(RBlendMode mode, double r) noexcept {
   // A NaN position would poison every sample it scales; hold it to the start of the travel.
   if (!(r >= 0.0)) r = 0.0;
   return LawOf(mode).at(std::min(r, 1.0));
-}
-
-void BlendGainsOver(RBlendMode mode, const float* r, float* a, float* b, int32_t count) noexcept {
-  if (count > 0) LawOf(mode).over(r, a, b, count);
 }
 
 void BlendMix(const float* x, const float* y, float* out, const float* a, const float* b, int32_t count) noexcept {

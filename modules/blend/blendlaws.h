@@ -54,7 +54,9 @@ RBlendMode BlendModeOf(int32_t index) noexcept;
 // A and B at r (held within 0..1).
 RBlendGains BlendGainsAt(RBlendMode mode, double r) noexcept;
 
-// A and B per sample for the positions r[i] (each held within 0..1).
+// A and B per sample for the positions r[i] (each held within 0..1), in single precision:
+// within a few units in the last place of BlendGainsAt. Compiled per processor level and
+// picked at the first call.
 void BlendGainsOver(RBlendMode mode, const float* r, float* a, float* b, int32_t count) noexcept;
 
 // out[i] = x[i] * b[i] + y[i] * a[i]: the crossfade with per-sample gains. out may be x or y.

@@ -2,9 +2,11 @@
 // the per-sample form against the single one.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
+#include "hwy/targets.h"
 #include "modules/blend/blendlaws.h"
 
 namespace {
@@ -89,18 +91,31 @@ TEST(BlendLaws, PositionsOutsideTheTravelHoldToItsEnds) {
   EXPECT_EQ(nan.b, 1.0);
 }
 
-TEST(BlendLaws, PerSampleGainsMatchTheSingleFormAtEverySample) {
-  std::vector<float> r(37), a(37), b(37);
+TEST(BlendLaws, EveryBuildOfThePerSampleGainsFollowsTheSingleForm) {
+  // Beyond both ends of the travel, at sizes that leave every kind of vector tail.
+  std::vector<float> r(531), a(r.size()), b(r.size());
   for (size_t i = 0; i < r.size(); ++i) r[i] = -0.1f + 1.2f * float(i) / float(r.size() - 1);
-  for (const LawCase& law : Cases()) {
-    SCOPED_TRACE(law.name);
-    BlendGainsOver(law.mode, r.data(), a.data(), b.data(), int32_t(r.size()));
-    for (size_t i = 0; i < r.size(); ++i) {
-      const RBlendGains g = BlendGainsAt(law.mode, double(r[i]));
-      ASSERT_FLOAT_EQ(a[i], float(g.a)) << i;
-      ASSERT_FLOAT_EQ(b[i], float(g.b)) << i;
+  constexpr float kSentinel = -7.0f;
+  for (int64_t target : hwy::SupportedAndGeneratedTargets()) {
+    hwy::SetSupportedTargetsForTest(target);
+    SCOPED_TRACE(hwy::TargetName(target));
+    for (const LawCase& law : Cases()) {
+      SCOPED_TRACE(law.name);
+      for (int32_t size : {1, 3, 4, 5, 8, 9, 16, 17, 31, 33, 530}) {
+        std::fill(a.begin(), a.end(), kSentinel);
+        std::fill(b.begin(), b.end(), kSentinel);
+        BlendGainsOver(law.mode, r.data(), a.data(), b.data(), size);
+        for (int32_t i = 0; i < size; ++i) {
+          const RBlendGains g = BlendGainsAt(law.mode, double(r[size_t(i)]));
+          ASSERT_NEAR(a[size_t(i)], g.a, 2e-6) << i;
+          ASSERT_NEAR(b[size_t(i)], g.b, 2e-6) << i;
+        }
+        ASSERT_EQ(a[size_t(size)], kSentinel) << "written past the end at size " << size;
+        ASSERT_EQ(b[size_t(size)], kSentinel) << "written past the end at size " << size;
+      }
     }
   }
+  hwy::SetSupportedTargetsForTest(0);
 }
 
 TEST(BlendLaws, ModeItemsFollowTheTableAndOutOfRangeIndexesHold) {
