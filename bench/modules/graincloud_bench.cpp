@@ -1,7 +1,7 @@
 // GrainCloud per stereo frame through its processing cycle, 512-frame blocks at 48 kHz: a
 // typical voice (eight grains held, random pitch and panorama, 50 ms grains with full
-// cross-fade), the same with a pitch sequencer and a drawn transformation, and the most the
-// module can be asked for: four voices of twenty copies holding 32 grains each, with delays.
+// cross-fade), the same with a pitch sequencer and a drawn transformation, eight grain streams
+// (four voices of two copies), and the most the module can be asked for: four voices of twenty copies holding 32 grains each, with delays.
 #include <benchmark/benchmark.h>
 
 #include <cmath>
@@ -66,6 +66,21 @@ void BM_GrainCloud_TypicalShapedSequencer(benchmark::State& state) {
   Run(state, m);
 }
 BENCHMARK(BM_GrainCloud_TypicalShapedSequencer);
+
+// Eight grain streams at once: four voices of two copies each, eight grains held apiece.
+void BM_GrainCloud_EightStreams(benchmark::State& state) {
+  RGrainCloud m;
+  for (int32_t voice = 0; voice < RGrainCloud::kVoices; ++voice) {
+    RGrainCloud::VoiceValues& v = m.GetVoiceValues(voice);
+    v.Enable->SetValueNow(1.0);
+    v.Copies->SetValueNow(2.0);
+    v.GrainCount->SetValueNow(8);
+    v.PitchRandom->SetValueNow(12.0);
+    v.PanRandom->SetValueNow(0.5);
+  }
+  Run(state, m);
+}
+BENCHMARK(BM_GrainCloud_EightStreams);
 
 void BM_GrainCloud_MaxGrains(benchmark::State& state) {
   RGrainCloud m;
