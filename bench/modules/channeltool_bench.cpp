@@ -61,7 +61,8 @@ BENCHMARK(BM_ChannelTool_ProductInvert);
 void BM_ChannelTool_EveryStage(benchmark::State& state) {
   ToolBlock block;
   for (const char* panel : {"DCBlocker", "DelayEnabled", "DelayReportLatency", "RMSEnabled", "EnvelopeEnabled",
-                            "MathEnabled", "ExpressionEnabled", "Coder", "InvertLeft", "InvertRight", "SwapLeftRight"}) {
+                            "MathEnabled", "ExpressionEnabled", "Coder", "InvertLeft", "InvertRight",
+                            "SwapLeftRight"}) {
     block.Set(panel, 1.0);
   }
   block.Set("Volume", 0.8);

@@ -46,5 +46,7 @@ double RChannelMath::Apply(double x) const noexcept {
 
 void RChannelMath::Process(float* samples, int32_t count) const noexcept {
   if (IsIdentity()) return;
-  for (int32_t i = 0; i < count; ++i) samples[i] = float(std::clamp(Apply(double(samples[i])), -kFloatLimit, kFloatLimit));
+  for (int32_t i = 0; i < count; ++i) {
+    samples[i] = float(std::clamp(Apply(double(samples[i])), -kFloatLimit, kFloatLimit));
+  }
 }

@@ -194,8 +194,10 @@ void RChannelTool::Update() {
     dcQualityDesigned_ = quality;
   }
 
-  for (RRMSFollower& follower : rmsFollowers_) follower.Configure(rmsLength_->GetProcessing(), rmsHold_->GetProcessing(), rate);
-  for (REnvelopeFollower& envelope : envelopes_) envelope.Configure(attack_->GetProcessing(), release_->GetProcessing(), rate);
+  const double length = rmsLength_->GetProcessing(), hold = rmsHold_->GetProcessing();
+  for (RRMSFollower& follower : rmsFollowers_) follower.Configure(length, hold, rate);
+  const double attack = attack_->GetProcessing(), release = release_->GetProcessing();
+  for (REnvelopeFollower& envelope : envelopes_) envelope.Configure(attack, release, rate);
   math_.Configure(mathAdd_->GetProcessing(), mathExp_->GetProcessing(), mathLog_->GetProcessing(),
                   mathBase_->GetProcessingIndex());
 
@@ -353,8 +355,12 @@ void RChannelTool::Process(float* const* inputs, float* const* outputs, int32_t 
     for (int32_t c = 0; c < lines; ++c) delayLines_[size_t(c)].Process(outputs[c], outputs[c], frames);
   }
 
-  if (channels >= 1 && invertLeft_->IsProcessingOn()) RVectorOps::MultiplyByConstant(outputs[0], outputs[0], frames, -1.0f);
-  if (stereo && invertRight_->IsProcessingOn()) RVectorOps::MultiplyByConstant(outputs[1], outputs[1], frames, -1.0f);
+  if (channels >= 1 && invertLeft_->IsProcessingOn()) {
+    RVectorOps::MultiplyByConstant(outputs[0], outputs[0], frames, -1.0f);
+  }
+  if (stereo && invertRight_->IsProcessingOn()) {
+    RVectorOps::MultiplyByConstant(outputs[1], outputs[1], frames, -1.0f);
+  }
   if (stereo && swapLeftRight_->IsProcessingOn()) std::swap_ranges(outputs[0], outputs[0] + frames, outputs[1]);
 
   if (dcBlocker_->IsProcessingOn()) {

@@ -44,15 +44,6 @@ TEST(ChannelToolBasic, LevelsMultiplyBothChannelsAndEachChannelAlone) {
   }
 }
 
-TEST(ChannelToolBasic, GainChangeGlidesOverTheBlockInsteadOfJumping) {
-  RChannelToolRig rig;
-  rig.Glide("Volume", 0.0);
-  const RStereo out = rig.Run(Constant(512, 1.0f), Constant(512, 1.0f));
-  EXPECT_GT(out.first[10], 0.9f);
-  EXPECT_LT(out.first[500], 0.05f);
-  for (size_t i = 1; i < 512; ++i) ASSERT_LE(out.first[i], out.first[i - 1]) << i;
-}
-
 TEST(ChannelToolBasic, InputPlacementSpreadsEachChannelAndKeepsTheSum) {
   const RStereo in = Input();
   {

@@ -85,7 +85,8 @@ private:
 
 inline std::vector<float> Sine(double hertz, double rate, size_t n, double amplitude = 0.5, double offset = 0.0) {
   std::vector<float> s(n);
-  for (size_t i = 0; i < n; ++i) s[i] = float(offset + amplitude * std::sin(2.0 * std::numbers::pi * hertz * double(i) / rate));
+  const double w = 2.0 * std::numbers::pi * hertz / rate;
+  for (size_t i = 0; i < n; ++i) s[i] = float(offset + amplitude * std::sin(w * double(i)));
   return s;
 }
 

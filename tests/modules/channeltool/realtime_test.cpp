@@ -14,7 +14,8 @@ using namespace channeltooltest;
 TEST(ChannelToolRealtime, EveryStageEngagedAllocatesNothingAndGivesFiniteOutputForHostileInput) {
   RChannelToolRig rig(48000.0, 512);
   for (const char* panel : {"DCBlocker", "DelayEnabled", "DelayReportLatency", "RMSEnabled", "EnvelopeEnabled",
-                            "MathEnabled", "ExpressionEnabled", "Coder", "InvertLeft", "InvertRight", "SwapLeftRight"}) {
+                            "MathEnabled", "ExpressionEnabled", "Coder", "InvertLeft", "InvertRight",
+                            "SwapLeftRight"}) {
     rig.Set(panel, 1.0);
   }
   rig.Set("DelaySamples", 300.0);
