@@ -4,7 +4,7 @@
 #include <cmath>
 
 namespace {
-constexpr float kInputLimit = 100000.0f;
+constexpr float kInputLimit = 100.0f;
 constexpr double kSteady = 1.0 - 1e-6;
 } // namespace
 

@@ -8,8 +8,10 @@
 //   REnvelopeFollower  the rectified signal through a one-pole smoother with its own rise and
 //                      fall times: y += (1 - e) (|x| - y), e = exp(-1 / (time * rate)).
 //
-// Input is taken as finite and within +-100000 (the cycle's output clamp): NaN reads as 0 and
-// larger values as the clamp, so that squares and states stay finite.
+// Input is taken as finite and within +-100 (+40 dB over full scale): NaN reads as 0 and larger
+// values as the limit. Beyond keeping squares finite, the limit bounds what a burst can leave
+// in the running sum: its rounding stays near 1e-16 of the largest total the window held, and
+// with squares of at most 1e4 that reads below -120 dB once the burst has left the window.
 //
 // Reserve allocates (setup); Configure allocates only beyond the reserve; Clear and Process are
 // [audio-thread] and noexcept.
@@ -22,7 +24,7 @@
 // (seconds * rate)), 0 (no smoothing) when seconds * rate is below 1e-10.
 double FollowerCoefficient(double seconds, double sampleRate) noexcept;
 
-// NaN to 0, the rest held to +-100000.
+// NaN to 0, the rest held to +-100.
 float FollowerInput(float x) noexcept;
 
 class RRMSFollower {

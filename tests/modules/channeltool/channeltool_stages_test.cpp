@@ -372,3 +372,38 @@ TEST(ChannelToolCoder, EachModeGivesItsPairExactly) {
   EXPECT_EQ(back.second, right);
   EXPECT_EQ(CoderModeItems()[1].ToUTF8(), "Mono+Stereo -> Left+Right");
 }
+
+// --- hostile input
+
+TEST(ChannelToolStages, HostileInputLeavesNoTraceOnceItHasPassed) {
+  struct Config {
+    const char* name;
+    std::vector<std::pair<const char*, double>> settings;
+    const char* expression;
+  };
+  const Config configs[] = {
+      {"rms", {{"RMSEnabled", 1.0}, {"RMSLength", 0.01}}, nullptr},
+      {"delay", {{"DelayEnabled", 1.0}, {"DelaySamples", 50.0}}, nullptr},
+      {"envelope", {{"EnvelopeEnabled", 1.0}, {"Release", 0.001}}, nullptr},
+      {"math and expression", {{"MathEnabled", 1.0}, {"Log", 1.0}, {"ExpressionEnabled", 1.0}}, "log(x) + 1 / x"},
+  };
+  std::vector<float> hostile(512);
+  const float kinds[] = {NAN, INFINITY, -INFINITY, 1e30f, -1e30f, 1e-40f};
+  for (size_t i = 0; i < hostile.size(); ++i) hostile[i] = kinds[i % 6];
+  const std::vector<float> tone = Sine(440.0, 48000.0, 14400, 0.5);
+  for (const Config& config : configs) {
+    SCOPED_TRACE(config.name);
+    RChannelToolRig exposed, clean;
+    for (RChannelToolRig* rig : {&exposed, &clean}) {
+      for (const auto& [key, value] : config.settings) rig->Set(key, value);
+      if (config.expression) {
+        ASSERT_TRUE(rig->Tool().SetExpressionText(RString::FromUTF8(config.expression)));
+      }
+    }
+    const RStereo burst = exposed.Run(hostile, hostile);
+    for (size_t i = 0; i < hostile.size(); ++i) ASSERT_TRUE(std::isfinite(burst.first[i])) << i;
+    const RStereo after = exposed.Run(tone, tone);
+    const RStereo expected = clean.Run(tone, tone);
+    for (size_t i = 9600; i < tone.size(); ++i) ASSERT_NEAR(after.first[i], expected.first[i], 1e-5f) << i;
+  }
+}
