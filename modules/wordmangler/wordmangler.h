@@ -100,12 +100,16 @@ public:
   int32_t GetInputBusesInUse() const noexcept { return inputBusesInUse_; }
 
 private:
-  // The core on the outputs, in place: the control delay, the word stage, the filters and
-  // the automatic gain.
+  // The core on the outputs, in place: the control delay and the word stage per channel, then
+  // the filters and the automatic gain.
   void ProcessCore(RWordManglerState& state, const float* const* inputs, const float* const* sideChain,
                    float* const* outputs, int32_t frames) noexcept;
-  void ProcessChannel(RWordManglerState& state, int32_t channel, const float* controlSource, float* output,
-                      int32_t frames) noexcept;
+  // The control delay and the word stage of one channel, in place on its output.
+  void ProcessWords(RWordManglerState& state, int32_t channel, const float* controlSource, float* output,
+                    int32_t frames) noexcept;
+  // A filter over every channel, each with its state.
+  static void RunFilter(const RBiquad& filter, RBiquadState* states, float* const* outputs, int32_t channels,
+                        int32_t frames) noexcept;
   void ReleaseState() noexcept;
 
   struct BlockRamp {

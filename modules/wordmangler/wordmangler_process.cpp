@@ -103,12 +103,24 @@ void RWordMangler::ProcessCore(RWordManglerState& state, const float* const* inp
   for (int32_t c = 0; c < channels; ++c) {
     // The control source is the input before GainIn, or the side-chain channel of the same number.
     const float* source = sideChainOn_ ? (sideChain ? sideChain[c] : nullptr) : inputs[c];
-    ProcessChannel(state, c, source, outputs[c], frames);
+    ProcessWords(state, c, source, outputs[c], frames);
   }
+  if (lowPassOn_) RunFilter(lowPassFilter_, &state.GetLowPass(0), outputs, channels, frames);
+  if (dcBlockerOn_) RunFilter(dcFilter_, &state.GetDCBlocker(0), outputs, channels, frames);
   if (autoGainOn_) state.GetAutoGain().Apply(outputs, frames);
 }
 
-void RWordMangler::ProcessChannel(RWordManglerState& state, int32_t channel, const float* controlSource,
+void RWordMangler::RunFilter(const RBiquad& filter, RBiquadState* states, float* const* outputs, int32_t channels,
+                             int32_t frames) noexcept {
+  // Channels two at a time, side by side in one vector; the result is that of one at a time.
+  int32_t c = 0;
+  for (; c + 1 < channels; c += 2) {
+    filter.RunPair(states[c], states[c + 1], outputs[c], outputs[c + 1], outputs[c], outputs[c + 1], frames);
+  }
+  if (c < channels) filter.Run(states[c], outputs[c], outputs[c], frames);
+}
+
+void RWordMangler::ProcessWords(RWordManglerState& state, int32_t channel, const float* controlSource,
                                   float* output, int32_t frames) noexcept {
   // 3 KiB of stack: the words, the control words and the delayed control samples of a chunk.
   alignas(64) uint32_t words[kChunk];
@@ -120,19 +132,21 @@ void RWordMangler::ProcessChannel(RWordManglerState& state, int32_t channel, con
     const int32_t n = std::min(kChunk, frames - offset);
     float* out = output + offset;
     if (plan_.HasControl) {
-      if (controlSource) {
+      const float* controlSamples = delayed;
+      if (controlSource && line.GetDelay() == 0) {
+        // A line of length 0 is a plain copy: the source is read as it stands.
+        controlSamples = controlSource + offset;
+      } else if (controlSource) {
         line.Process(controlSource + offset, delayed, n);
       } else {
         // An absent side-chain is silence, and the line keeps time with it.
         std::memset(delayed, 0, sizeof(float) * size_t(n));
         line.Process(delayed, delayed, n);
       }
-      QuantiseToWords(delayed, control, n, full);
+      QuantiseToWords(controlSamples, control, n, full);
     }
     QuantiseToWords(out, words, n, full);
     RunWordOperations(plan_, words, control, n);
     WordsToSamples(words, out, n, full);
   }
-  if (lowPassOn_) lowPassFilter_.Run(state.GetLowPass(channel), output, output, frames);
-  if (dcBlockerOn_) dcFilter_.Run(state.GetDCBlocker(channel), output, output, frames);
 }

@@ -40,6 +40,7 @@ public:
 
   int32_t GetChannels() const noexcept { return channels_; }
   RDelayLine& GetDelayLine(int32_t channel) noexcept { return delayLines_[channel]; }
+  // The filter states of the channels lie side by side: &GetLowPass(0) is the array.
   RBiquadState& GetLowPass(int32_t channel) noexcept { return lowPass_[channel]; }
   RAutoGain& GetAutoGain() noexcept { return *autoGain_; }
   RBiquadState& GetDCBlocker(int32_t channel) noexcept { return dcBlocker_[channel]; }
