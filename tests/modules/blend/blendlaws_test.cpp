@@ -59,12 +59,6 @@ TEST(BlendLaws, EveryLawMeetsItsValuesAtTheEdgesAndOnTheWay) {
   }
 }
 
-TEST(BlendLaws, CutHoldsBothSignalsAtFullLevelFromAQuarterOn) {
-  const RBlendGains g = BlendGainsAt(RBlendMode::kCut, 0.25);
-  EXPECT_DOUBLE_EQ(g.a, 1.0);
-  EXPECT_DOUBLE_EQ(g.b, 1.0);
-}
-
 TEST(BlendLaws, EachLawIsItsOwnMirrorAndStaysWithinUnity) {
   for (const LawCase& law : Cases()) {
     SCOPED_TRACE(law.name);
@@ -126,12 +120,4 @@ TEST(BlendLaws, ModeItemsFollowTheTableAndOutOfRangeIndexesHold) {
   EXPECT_EQ(BlendModeOf(-3), RBlendMode::kSquared);
   EXPECT_EQ(BlendModeOf(99), RBlendMode::kCutSmooth);
   EXPECT_EQ(kDefaultBlendMode, RBlendMode::kConstantPower);
-}
-
-TEST(BlendLaws, TheMixWeighsEachSampleByItsOwnGains) {
-  const std::vector<float> x = {1, 2, 3, 4, 5}, y = {10, 20, 30, 40, 50};
-  const std::vector<float> a = {0, 0.5f, 1, 0.25f, 1}, b = {1, 0.5f, 0, 0.75f, 1};
-  std::vector<float> out = x;
-  BlendMix(out.data(), y.data(), out.data(), a.data(), b.data(), 5);
-  EXPECT_EQ(out, (std::vector<float>{1, 11, 30, 13, 55}));
 }

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "hwy/targets.h"
-#include "kernel/value.h"
 #include "modules/levelplacer/widening.h"
 
 namespace {
@@ -66,31 +65,4 @@ TEST_F(WideningTargets, EveryBuildFollowsTheFormAtAwkwardSizesAndTouchesNothingE
       }
     }
   }
-}
-
-TEST(WideningStage, AStillValueIsOneMixAndAMovingOneGlidesToIt) {
-  RRealValue widening(nullptr, RString("Widening"), -1.0, 2.0, 0.0);
-  std::vector<float> l = {1.0f, 1.0f, 1.0f, 1.0f}, r = {0.0f, 0.0f, 0.0f, 0.0f};
-  ApplyWidening(widening, l.data(), r.data(), 4);
-  EXPECT_EQ(l[0], 1.0f);
-  EXPECT_EQ(r[0], 0.0f);
-
-  widening.SetValueNow(-1.0);  // the last block stood at 0
-  ApplyWidening(widening, l.data(), r.data(), 4);
-  for (int32_t i = 0; i < 4; ++i) {
-    double el = 1.0, er = 0.0;
-    ReferenceWidening(-0.25 * i, el, er);
-    EXPECT_NEAR(l[size_t(i)], el, 1e-6) << i;
-    EXPECT_NEAR(r[size_t(i)], er, 1e-6) << i;
-  }
-  // The glide is spent: the next block stands at mono.
-  std::fill(l.begin(), l.end(), 1.0f);
-  std::fill(r.begin(), r.end(), 0.0f);
-  ApplyWidening(widening, l.data(), r.data(), 4);
-  EXPECT_NEAR(l[3], std::sqrt(0.5), 1e-6);
-  EXPECT_NEAR(r[3], std::sqrt(0.5), 1e-6);
-
-  const RWideningGains gains = WideningGainsOf(0.0);
-  EXPECT_DOUBLE_EQ(gains.same, 1.0);
-  EXPECT_DOUBLE_EQ(gains.other, 0.0);
 }
