@@ -372,6 +372,26 @@ TEST(Decimator, BlocksOfAnySizeGiveTheSameOutputAsOneLongBlock) {
   }
 }
 
+TEST(Decimator, AResetOrANewRateForgetsEveryTake) {
+  auto configure = [](RDecimatorRig& rig) {
+    rig.Set("Bits", 6.0);
+    rig.Set("SampleRate", 1500.0);
+    rig.Set("SampleRateWidth", -0.3);
+  };
+  const std::array<std::vector<float>, 2> x = {Noise(512, 27), Noise(512, 28)};
+  RDecimatorRig rig, fresh;
+  configure(rig);
+  configure(fresh);
+  rig.Run(x[0], x[1]);
+  rig.module.Reset();
+  EXPECT_EQ(rig.Run(x[0], x[1]), fresh.Run(x[0], x[1]));
+
+  RDecimatorRig fresh96(96000.0);
+  configure(fresh96);
+  rig.module.SetHostFormat(96000.0, 512, 2);
+  EXPECT_EQ(rig.Run(x[0], x[1]), fresh96.Run(x[0], x[1]));
+}
+
 TEST(Decimator, HostileInputGivesFiniteOutputAndLeavesNothingBehind) {
   const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
   const std::vector<float> hostile = {nan, inf, -inf, 1e30f, -1e30f, 1e-40f, -1e-42f, 3e38f, nan, 0.5f, inf};
