@@ -92,6 +92,20 @@ TEST(TransferBender, BelowTheKneeTheSignalPassesAndLevelMatchTakesTheDriveOff) {
   EXPECT_LE(Peak(RunThrough(rig.bender, loud)), FromDecibels(-12.0) / FromDecibels(12.0) * (1.0 + 1e-6));
 }
 
+TEST(TransferBender, AShapeThatGlidesBendsWithoutSpikes) {
+  // Held far above the ceiling with a slow wobble: every shape gives nearly the ceiling, so
+  // the output must stay there while the curve changes under it.
+  Rig rig;
+  std::vector<float> x(4800);
+  for (size_t i = 0; i < x.size(); ++i) x[i] = float(3.0 + 0.01 * std::sin(2.0 * kPi * 50.0 * double(i) / 48000.0));
+  RunThrough(rig.bender, x);
+  for (int32_t round = 0; round < 8; ++round) {
+    rig.bender.GetShape().SetValueNow(round % 2 ? 1.0 : 0.0);
+    const auto y = RunThrough(rig.bender, x, 64);
+    for (size_t i = 0; i < y.size(); ++i) ASSERT_GT(y[i], 0.98f) << round << " " << i;
+  }
+}
+
 TEST(TransferBender, ASymmetricSignalLeavesWithoutDcAtEveryRate) {
   for (double rate : {44100.0, 48000.0, 88200.0, 96000.0, 192000.0}) {
     Rig rig(rate);
