@@ -59,15 +59,6 @@ void RunBands(RWordMangler& m, std::vector<PlacedState*> bands, std::vector<Outp
 
 } // namespace
 
-TEST(WordManglerBands, StateSizeGrowsWithTheChannels) {
-  EXPECT_GT(RWordMangler::GetStateSize(2), RWordMangler::GetStateSize(1));
-  EXPECT_GT(RWordMangler::GetStateSize(8), RWordMangler::GetStateSize(2));
-  auto m = MakeBusy();
-  PlacedState placed(*m, 6);
-  EXPECT_EQ(placed.state->GetChannels(), 6);
-  EXPECT_EQ(static_cast<void*>(placed.state), static_cast<void*>(placed.memory.get()));
-}
-
 TEST(WordManglerBands, ABandThroughTheHooksEqualsTheModule) {
   const Signal main = Sine(48000, 300.0, 0.9), side = Sine(48000, 2000.0, 0.6);
   auto module = MakeBusy();
