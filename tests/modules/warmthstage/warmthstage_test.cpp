@@ -163,20 +163,6 @@ TEST(WarmthStage, GlidesOfDriveAndOutputMakeNoSteps) {
   EXPECT_NEAR(Rms(gliding, 4800, 4800) / Rms(x, 4800, 4800), FromDecibels(3.0), 0.2);
 }
 
-TEST(WarmthStage, DryWetMixesTheUntouchedInput) {
-  Rig rig;
-  Settle(rig.stage.GetDrive(), FromDecibels(24.0));
-  Settle(rig.stage.GetDryWet(), 0.0);
-  const auto x = Sine(1000.0, 48000.0, 4800, 0.9);
-  const auto y = RunThrough(rig.stage, x);
-  for (size_t i = 0; i < x.size(); ++i) ASSERT_EQ(y[i], x[i]) << i;
-  Settle(rig.stage.GetDryWet(), 0.5);
-  Settle(rig.stage.GetOutput(), FromDecibels(-24.0));
-  const auto half = RunThrough(rig.stage, x);
-  // The wet half is small at -24 dB: the dry half dominates.
-  EXPECT_NEAR(Rms(half, 2400, 2400) / Rms(x, 2400, 2400), 0.5, 0.05);
-}
-
 TEST(WarmthStage, TheTableRunsInItsOrderAndTheSettingsComeBack) {
   Rig rig;
   RWarmthStage& s = rig.stage;
