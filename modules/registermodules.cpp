@@ -10,6 +10,8 @@
 #include "modules/hertzslider/hertzslider.h"
 #include "modules/levelplacer/levelplacer.h"
 #include "modules/spanfilter/spanfilter.h"
+#include "modules/transferbender/transferbender.h"
+#include "modules/warmthstage/warmthstage.h"
 #include "modules/wordmangler/wordmangler.h"
 
 void RegisterModules() {
@@ -18,6 +20,8 @@ void RegisterModules() {
   RegisterEchoTaps();
   RegisterGrainCloud();
   RegisterWordMangler();
+  RegisterWarmthStage();
+  RegisterTransferBender();
   RegisterDecimator();
   RegisterHertzSlider();
   RegisterTwoWayBlend();

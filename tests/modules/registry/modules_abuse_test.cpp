@@ -23,8 +23,9 @@ constexpr int32_t kFrames = 256;
 // The largest sample the host-side input guard lets through.
 constexpr float kLoud = 100000.0f;
 
-const char* const kModuleIds[] = {"SpanFilter", "EchoTaps", "GrainCloud", "WordMangler", "Decimator",
-                                  "HzSlide", "TwoWayBlend", "ManyWayBlend", "ChannelTool", "LevelPlacer"};
+const char* const kModuleIds[] = {"SpanFilter", "EchoTaps", "GrainCloud", "WordMangler", "WarmthStage", "TBender",
+                                  "Decimator", "HzSlide", "TwoWayBlend", "ManyWayBlend", "ChannelTool",
+                                  "LevelPlacer"};
 
 enum class Setting { kDefault, kMinimum, kMaximum, kRandom };
 
