@@ -31,10 +31,16 @@ RTwoWayBlend::RTwoWayBlend(const RString& name, bool inputSide) : RAudioPlugin(n
                                                RString(), RString("Profile of the mix."));
 }
 
+void RTwoWayBlend::BeforeBlock(float* const* inputs, float* const* outputs) {
+  RAudioPlugin::BeforeBlock(inputs, outputs);
+  sideApart_ = inputs && inputBuses_ >= 2 && inputs[channelStride_] != inputs[0];
+}
+
 void RTwoWayBlend::Process(float* const* inputs, float* const* outputs, int32_t frames) {
   if (frames <= 0) return;
   LevelMainInput(inputs, outputs, frames);
-  const bool connected = inputs && inputBuses_ >= 2 && inputs[channelStride_] && inputs[channelStride_] != inputs[0];
+  const bool connected = sideApart_ && inputs && inputBuses_ >= 2 && inputs[channelStride_] &&
+                         inputs[channelStride_] != inputs[0];
   if (connected) {
     BlendSideChain(inputs + channelStride_, outputs, frames);
   } else {

@@ -34,6 +34,7 @@ public:
   RPanValue* GetPanorama() noexcept { return panorama_.get(); }
   bool HasInputSide() const noexcept { return inputSide_; }
 
+  void BeforeBlock(float* const* inputs, float* const* outputs) override;
   void Process(float* const* inputs, float* const* outputs, int32_t frames) override;
 
 protected:
@@ -49,6 +50,10 @@ private:
   void BlendSideChain(float* const* side, float* const* outputs, int32_t frames) noexcept;
 
   bool inputSide_;
+  // Whether the second bus arrived as buffers of its own. Judged on the pointers as the block
+  // came in: a block processed in place reaches Process with a separate copy of each bus, and
+  // an open side chain would then pass for a connected one.
+  bool sideApart_ = true;
   std::unique_ptr<RPercentValue> ratio_;
   std::unique_ptr<RGainValue> gain_;
   std::unique_ptr<RVolumeValue> volume_;

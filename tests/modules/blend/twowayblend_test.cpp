@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <numbers>
+#include <vector>
 
 #include "base/tagitem.h"
 #include "graph/audiopluginmodular.h"
@@ -101,6 +102,20 @@ TEST(TwoWayBlend, ASideChainLeftUnconnectedPassesTheLevelledMainInput) {
   f.host.Run(32, true);
   EXPECT_FLOAT_EQ(f.host.Out(0)[3], 0.5f);
   EXPECT_FLOAT_EQ(f.host.Out(1)[3], -1.0f);
+}
+
+TEST(TwoWayBlend, AnOpenSideChainIsToldApartInABlockProcessedInPlace) {
+  RTwoWayBlend blend;
+  RModuleHost host(blend, 2);
+  SetMode(blend, RBlendMode::kLinear);
+  Settle(blend.GetRatio(), 1.0);
+  Settle(*blend.GetVolume(), 0.5);
+  std::vector<float> left(64, 1.0f), right(64, -1.0f);
+  float* inputs[4] = {left.data(), right.data(), left.data(), right.data()};
+  float* outputs[2] = {left.data(), right.data()};
+  blend.ProcessCycle(inputs, outputs, 64, nullptr);
+  EXPECT_FLOAT_EQ(left[10], 0.5f);
+  EXPECT_FLOAT_EQ(right[63], -0.5f);
 }
 
 TEST(TwoWayBlend, AMovingRatioGlidesSampleBySampleAndHoldsItsEnd) {
