@@ -1,7 +1,6 @@
 #include "modules/spanfilter/spanfilter.h"
 
-#include <cmath>
-
+#include "base/format.h"
 #include "graph/audiopluginmodular.h"
 #include "graph/moduleregistry.h"
 #include "kernel/blockstages.h"
@@ -20,7 +19,8 @@ RArray<RString> SlopeItems(const char* prefix) {
   RArray<RString> items;
   items.Add(RString("Off"));
   for (int32_t i = 1; i < kSlopeCount; ++i) {
-    items.Add(RString::FromUTF8(prefix) + RString(" ") + RString::FromUTF8(std::to_string(i == 1 ? 6 : (i - 1) * 12)));
+    // Six decibels per octave for each order.
+    items.Add(RFormat("{0} {1}") << RString::FromUTF8(prefix) << 6 * RSpanFilter::SlopeOrder(i));
   }
   return items;
 }
