@@ -28,6 +28,15 @@ bool Silent(const float* channel, int32_t frames) noexcept {
   return true;
 }
 
+// The first index below i whose pointer is the same non-null buffer as pointers[i]; -1 if none.
+int32_t FirstSamePointer(float* const* pointers, int32_t i) noexcept {
+  if (!pointers[i]) return -1;
+  for (int32_t j = 0; j < i; ++j) {
+    if (pointers[j] == pointers[i]) return j;
+  }
+  return -1;
+}
+
 void CopyChannel(const float* from, float* to, int32_t frames) noexcept {
   if (from == to || frames <= 0) return;
   std::memmove(to, from, size_t(frames) * sizeof(float));
@@ -182,7 +191,12 @@ void RAudioPlugin::RunActiveCycle(float* const* inputs, float* const* outputs, i
       for (int32_t c = 0; c < processChannels_; ++c) {
         const int32_t i = b * channelStride_ + c;
         float* channel = target + (b * processChannels_ + c) * frames;
-        if (inputs[i]) {
+        // A bus that arrives as another bus's very buffer (a side-chain left unconnected)
+        // must still be that buffer in the copy: modules tell an open bus by it.
+        const int32_t same = FirstSamePointer(inputs, i);
+        if (same >= 0 && same % channelStride_ < processChannels_) {
+          channel = copied[same];
+        } else if (inputs[i]) {
           CopyChannel(inputs[i], channel, frames);
         } else {
           ZeroChannel(channel, frames);

@@ -10,12 +10,14 @@
 #include "modules/hertzslider/hertzslider.h"
 #include "modules/levelplacer/levelplacer.h"
 #include "modules/spanfilter/spanfilter.h"
+#include "modules/squeezestage/squeezestage.h"
 #include "modules/transferbender/transferbender.h"
 #include "modules/warmthstage/warmthstage.h"
 #include "modules/wordmangler/wordmangler.h"
 
 void RegisterModules() {
   // In catalogue order, so that a reader finds each row's class where the catalogue lists it.
+  RegisterSqueezeStage();
   RegisterSpanFilter();
   RegisterEchoTaps();
   RegisterGrainCloud();

@@ -385,6 +385,21 @@ TEST(RAudioPluginLocks, AnInPlaceBlockReadsACopyOfItsInput) {
   EXPECT_EQ(block.in[1][255], 1.0f);
 }
 
+TEST(RAudioPluginLocks, AnOpenSideChainStaysTheMainBufferInTheCopy) {
+  RCycleTestPlugin plugin;
+  plugin.InitParameters();
+  plugin.SetHostFormat(48000.0, 256, 2, 2, 1);
+  RTestBlock block(2, 256);
+  block.Fill(0.5f);
+  // An unconnected second bus arrives as the main bus's own buffers, processed in place.
+  float* inputs[4] = {block.inputs[0], block.inputs[1], block.inputs[0], block.inputs[1]};
+  plugin.ProcessCycle(inputs, block.inputs.data(), 256, nullptr);
+  ASSERT_NE(plugin.seenInputs[0], nullptr);
+  EXPECT_NE(plugin.seenInputs[0], block.inputs[0]) << "an in-place block must read a copy";
+  EXPECT_EQ(plugin.seenInputs[2], plugin.seenInputs[0]);
+  EXPECT_EQ(plugin.seenInputs[3], plugin.seenInputs[1]);
+}
+
 // --- setup
 
 TEST(RAudioPluginSetup, DoesNothingBelowOneHertz) {

@@ -40,6 +40,8 @@ public:
   bool canSleep = true;
   // Switches the bypass on from inside Process when the call with this number runs.
   int32_t bypassAtCall = -1;
+  // The input pointers of the last sub-block, as Process was handed them.
+  const float* seenInputs[4] = {};
 
   void Prepare(double rate = 48000.0, int32_t maxBlock = 512, int32_t channels = 2) {
     InitParameters();
@@ -55,6 +57,7 @@ public:
   void Process(float* const* inputs, float* const* outputs, int32_t frames) override {
     if (int32_t(calls.size()) == bypassAtCall && GetBypassValue()) GetBypassValue()->SetProcessing(1.0);
     calls.push_back({GetSubBlockOffset(), frames, level.GetProcessingNormalised()});
+    for (int32_t k = 0; k < 4; ++k) seenInputs[k] = inputs && k < GetInputBuses() * GetChannelStride() ? inputs[k] : nullptr;
     switch (mode) {
       case Mode::Copy:
         RAudioPlugin::Process(inputs, outputs, frames);

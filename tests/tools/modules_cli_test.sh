@@ -50,7 +50,7 @@ near "$rms" 1 0.000001 || fail "one-bit word: RMS $rms, expected 1 (every sample
 # --- every module in one chain: loads without an unknown name, compiles every row, renders
 rm -f "$log"
 "$quillon" graph --state "$data/modules_chain.xml" >"$work/graph" 2>"$work/err" || fail "graph of the chain: $(cat "$work/err")"
-for name in Filter Echo Grains Bits Rate Shift Blend Walk Tool Level Warmth Clip; do
+for name in Filter Echo Grains Bits Rate Shift Blend Walk Tool Level Warmth Clip Press; do
   grep -q " $name: " "$work/graph" || fail "the chain's compiled list lacks $name: $(cat "$work/graph")"
 done
 "$quillon" render --generate noise:2 "$work/chain.wav" --state "$data/modules_chain.xml" --quiet >/dev/null \

@@ -23,7 +23,7 @@ constexpr int32_t kFrames = 256;
 // The largest sample the host-side input guard lets through.
 constexpr float kLoud = 100000.0f;
 
-const char* const kModuleIds[] = {"SpanFilter", "EchoTaps", "GrainCloud", "WordMangler", "WarmthStage", "TBender",
+const char* const kModuleIds[] = {"SqueezeStage", "SpanFilter", "EchoTaps", "GrainCloud", "WordMangler", "WarmthStage", "TBender",
                                   "Decimator", "HzSlide", "TwoWayBlend", "ManyWayBlend", "ChannelTool",
                                   "LevelPlacer"};
 
