@@ -15,6 +15,27 @@ double Coefficient(double seconds, double rate) noexcept {
 
 } // namespace
 
+template <class Reduction>
+double RSqueezeDetector::RunEnvelope(const float* levels, float* gains, int32_t count, RSqueezeEnvelope& state,
+                                     Reduction reduction) const noexcept {
+  const double attack = attackCoefficient_;
+  const double release = releaseCoefficient_;
+  const double rest = -makeupDb_;
+  double held = state.held;
+  double smoothed = state.smoothed;
+  double deepest = rest;
+  for (int32_t i = 0; i < count; ++i) {
+    const double target = rest + reduction(levels[i]);
+    held = std::max(target, target + release * (held - target));
+    smoothed = held > smoothed ? held + attack * (smoothed - held) : held;
+    deepest = std::max(deepest, smoothed);
+    gains[i] = std::exp(-kDecibelsToNepers * float(smoothed));
+  }
+  state.held = held;
+  state.smoothed = smoothed;
+  return std::max(deepest - rest, 0.0);
+}
+
 double RSqueezeCurve::Reduction(double levelDb) const noexcept {
   const double over = levelDb - threshold;
   const double slope = 1.0 - 1.0 / std::max(ratio, 1.0);
@@ -39,22 +60,15 @@ void RSqueezeDetector::Configure(const RSqueezeCurve& curve, bool autoMakeup, do
 }
 
 double RSqueezeDetector::Run(const float* levels, float* gains, int32_t count, RSqueezeEnvelope& state) const noexcept {
-  const double attack = attackCoefficient_;
-  const double release = releaseCoefficient_;
-  const double rest = -makeupDb_;
-  double held = state.held;
-  double smoothed = state.smoothed;
-  double deepest = rest;
-  for (int32_t i = 0; i < count; ++i) {
-    const float a = levels[i];
-    double target = rest;
-    if (a > kneeStart_) target += curve_.Reduction(20.0 * double(std::log10(a)));
-    held = std::max(target, target + release * (held - target));
-    smoothed = held > smoothed ? held + attack * (smoothed - held) : held;
-    deepest = std::max(deepest, smoothed);
-    gains[i] = std::exp(-kDecibelsToNepers * float(smoothed));
-  }
-  state.held = held;
-  state.smoothed = smoothed;
-  return std::max(deepest - rest, 0.0);
+  const float kneeStart = kneeStart_;
+  const RSqueezeCurve& curve = curve_;
+  return RunEnvelope(levels, gains, count, state, [&](float a) {
+    return a > kneeStart ? curve.Reduction(20.0 * double(std::log10(a))) : 0.0;
+  });
+}
+
+double RSqueezeDetector::RunDecibels(const float* levelsDb, float* gains, int32_t count,
+                                     RSqueezeEnvelope& state) const noexcept {
+  const RSqueezeCurve& curve = curve_;
+  return RunEnvelope(levelsDb, gains, count, state, [&](float db) { return curve.Reduction(double(db)); });
 }

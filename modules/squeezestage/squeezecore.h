@@ -49,7 +49,8 @@ public:
 
   // Times in seconds; attack and release coefficients are exp(-1 / (time * rate)). Only what
   // changed is recomputed.
-  void Configure(const RSqueezeCurve& curve, bool autoMakeup, double attack, double release, double sampleRate) noexcept;
+  void Configure(const RSqueezeCurve& curve, bool autoMakeup, double attack, double release,
+                 double sampleRate) noexcept;
 
   const RSqueezeCurve& GetCurve() const noexcept { return curve_; }
   // The automatic makeup in dB, 0 when it is off.
@@ -58,6 +59,8 @@ public:
   // levels: count linear amplitudes (finite, >= 0, see Level); gains: count linear factors.
   // Returns the deepest reduction over the run in dB, makeup not counted (0 when none).
   double Run(const float* levels, float* gains, int32_t count, RSqueezeEnvelope& state) const noexcept;
+  // The same from levels already in dB (finite).
+  double RunDecibels(const float* levelsDb, float* gains, int32_t count, RSqueezeEnvelope& state) const noexcept;
 
   // A sample's amplitude as the detector takes it: NaN as silence, anything above kMaxLevel
   // (infinities too) as kMaxLevel.
@@ -67,6 +70,11 @@ public:
   }
 
 private:
+  // The envelope over count levels, reduction(level) giving the curve's reduction in dB.
+  template <class Reduction>
+  double RunEnvelope(const float* levels, float* gains, int32_t count, RSqueezeEnvelope& state,
+                     Reduction reduction) const noexcept;
+
   RSqueezeCurve curve_;
   float kneeStart_ = 0.0f;
   double makeupDb_ = 0.0;

@@ -14,9 +14,11 @@ namespace {
 constexpr double kButterworthQ = 0.7071067811865476;
 // A link this close to 0 or 1 takes the cheaper pure form.
 constexpr double kLinkEdge = 1e-6;
-// The floor of a blended level: -200 dB, where a silent channel would otherwise have no
-// logarithm.
+// The floor of a blended level: -200 dB.
 constexpr float kLevelFloor = 1e-10f;
+
+// A detector level in dB, held above the floor where silence would have no logarithm.
+float Decibels(float level) noexcept { return 20.0f * std::log10(std::max(level, kLevelFloor)); }
 
 // Applies per-frame gains to one channel; a missing input is silence.
 void ApplyGains(const float* in, const float* gains, float* out, int32_t frames) noexcept {
@@ -213,19 +215,24 @@ void RSqueezeStage::RunChunk(const float* const* inputs, float* const* outputs, 
 
   const auto link = float(stereoLink_.GetProcessing());
   float* levels = levels_.data();
+  if (form == LinkForm::kBlended) {
+    // Between the channel's own level and the loudest, in dB; the loudest's once per frame.
+    for (int32_t i = 0; i < frames; ++i) loudest[i] = Decibels(loudest[i]);
+  }
   for (int32_t c = 0; c < channels; ++c) {
     const float* source = chunkSources_[size_t(c)];
+    double reduction = 0.0;
     if (form == LinkForm::kApart) {
       for (int32_t i = 0; i < frames; ++i) levels[i] = RSqueezeDetector::Level(source[i]);
+      reduction = detector_.Run(levels, gains, frames, channels_[size_t(c)].envelope);
     } else {
-      // Between the channel's own level and the loudest, in dB: a^(1 - link) * loudest^link.
       for (int32_t i = 0; i < frames; ++i) {
-        const float own = std::max(RSqueezeDetector::Level(source[i]), kLevelFloor);
-        const float all = std::max(loudest[i], kLevelFloor);
-        levels[i] = std::exp(std::log(own) + link * (std::log(all) - std::log(own)));
+        const float own = Decibels(RSqueezeDetector::Level(source[i]));
+        levels[i] = own + link * (loudest[i] - own);
       }
+      reduction = detector_.RunDecibels(levels, gains, frames, channels_[size_t(c)].envelope);
     }
-    deepest = std::max(deepest, detector_.Run(levels, gains, frames, channels_[size_t(c)].envelope));
+    deepest = std::max(deepest, reduction);
     if (outputs[c]) ApplyGains(input(c), gains, outputs[c] + offset, frames);
   }
 }

@@ -42,7 +42,8 @@ TEST(SqueezeStageInGraph, ASlotReadingLanesZeroAndThreeIsKeyedByTheSideChainAtEv
     const auto length = int32_t(rate / 2);
     const auto main = Sine(1000.0, rate, length, -30.0);
     const auto key = Sine(300.0, rate, length, -6.0);
-    std::vector<float> left(main), right(main), sideLeft(key), sideRight(key), outLeft(main.size()), outRight(main.size());
+    std::vector<float> left(main), right(main), sideLeft(key), sideRight(key);
+    std::vector<float> outLeft(main.size()), outRight(main.size());
     for (int32_t start = 0; start < length; start += kBlock) {
       const int32_t frames = std::min(kBlock, length - start);
       float* inputs[4] = {left.data() + start, right.data() + start, sideLeft.data() + start, sideRight.data() + start};

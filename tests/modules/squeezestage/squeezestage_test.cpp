@@ -15,7 +15,8 @@ namespace {
 
 // A square wave of the level: its amplitude is the same at every sample, so the gain at each
 // sample is out / in.
-std::vector<float> Square(double hertz, double rate, int32_t length, const std::vector<std::pair<int32_t, double>>& steps) {
+std::vector<float> Square(double hertz, double rate, int32_t length,
+                          const std::vector<std::pair<int32_t, double>>& steps) {
   std::vector<float> x(static_cast<size_t>(length));
   double amplitude = 0.0;
   size_t next = 0;
