@@ -8,7 +8,10 @@
 //
 // [any-thread]: one process-wide lock guards the table. Never the audio thread.
 
+#include <memory>
+
 #include "base/string.h"
+#include "graph/audiopluginmodular.h"
 #include "graph/plugindescriptor.h"
 
 class RModuleRegistry {
@@ -24,4 +27,14 @@ public:
   static void Unregister(const RString& id);
   // The creator a catalogue of that kind gives the row; empty when nothing is registered.
   static RModuleCreator Find(const RString& id, bool sideChain);
+
+  // The usual creator: a Module built by its default constructor, with the graph as parent.
+  template <class Module>
+  static void RegisterClass(const RString& id) {
+    Register(id, [](RAudioPluginModular& graph) -> std::unique_ptr<RAudioPlugin> {
+      auto module = std::make_unique<Module>();
+      module->AttachToParent(graph);
+      return module;
+    });
+  }
 };

@@ -122,9 +122,5 @@ void RManyWayBlend::BlendRamp(float* const* inputs, float* const* outputs, int32
 }
 
 void RegisterManyWayBlend() {
-  RModuleRegistry::Register(RString("ManyWayBlend"), [](RAudioPluginModular& graph) -> std::unique_ptr<RAudioPlugin> {
-    auto module = std::make_unique<RManyWayBlend>();
-    module->AttachToParent(graph);
-    return module;
-  });
+  RModuleRegistry::RegisterClass<RManyWayBlend>(RString("ManyWayBlend"));
 }

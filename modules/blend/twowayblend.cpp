@@ -110,9 +110,5 @@ void RTwoWayBlend::BlendSideChain(float* const* side, float* const* outputs, int
 }
 
 void RegisterTwoWayBlend() {
-  RModuleRegistry::Register(RString("TwoWayBlend"), [](RAudioPluginModular& graph) -> std::unique_ptr<RAudioPlugin> {
-    auto module = std::make_unique<RTwoWayBlend>();
-    module->AttachToParent(graph);
-    return module;
-  });
+  RModuleRegistry::RegisterClass<RTwoWayBlend>(RString("TwoWayBlend"));
 }

@@ -389,9 +389,5 @@ void RChannelTool::Process(float* const* inputs, float* const* outputs, int32_t 
 }
 
 void RegisterChannelTool() {
-  RModuleRegistry::Register(RString("ChannelTool"), [](RAudioPluginModular& graph) -> std::unique_ptr<RAudioPlugin> {
-    auto module = std::make_unique<RChannelTool>();
-    module->AttachToParent(graph);
-    return module;
-  });
+  RModuleRegistry::RegisterClass<RChannelTool>(RString("ChannelTool"));
 }

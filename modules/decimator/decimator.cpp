@@ -17,17 +17,6 @@ constexpr char kWidthHelp[] =
     "<name>Width</name> lets you apply different bit reduction to different channels, producing a stereo expansion "
     "effect.";
 
-// The block's course of a value, and the ramp consumed: the next block starts where this ends.
-RStageValue TakeRamp(RRangedValue& value, int32_t frames) noexcept {
-  RStageValue stage;
-  if (!value.GetRamp(frames, stage.start, stage.step)) {
-    stage.start = value.GetProcessing();
-    stage.step = 0.0;
-  }
-  value.MarkRampDone();
-  return stage;
-}
-
 } // namespace
 
 RDecimator::RDecimator()
@@ -63,7 +52,7 @@ void RDecimator::Process(float* const* inputs, float* const* outputs, int32_t fr
 
   // The cycle never hands over outputs that alias the inputs, so the input stays untouched
   // for the dry part at the end.
-  const RStageValue gainIn = TakeRamp(gainIn_, frames);
+  const RBlockRamp gainIn = TakeBlockRamp(gainIn_, frames);
   for (int32_t c = 0; c < channels; ++c) {
     if (!outputs[c]) continue;
     const float* x = inputs ? inputs[c] : nullptr;
@@ -79,34 +68,21 @@ void RDecimator::Process(float* const* inputs, float* const* outputs, int32_t fr
   settings.rateStage = sampleRateReduction_.IsProcessingOn();
   // Ramps are consumed whether or not their stage runs, so that switching a stage on never
   // replays a glide that ended long ago.
-  settings.bits = TakeRamp(bits_, frames);
-  settings.bitsWidth = TakeRamp(bitsWidth_, frames);
-  settings.sampleRate = TakeRamp(sampleRate_, frames);
-  settings.sampleRateWidth = TakeRamp(sampleRateWidth_, frames);
+  settings.bits = TakeBlockRamp(bits_, frames);
+  settings.bitsWidth = TakeBlockRamp(bitsWidth_, frames);
+  settings.sampleRate = TakeBlockRamp(sampleRate_, frames);
+  settings.sampleRateWidth = TakeBlockRamp(sampleRateWidth_, frames);
   RunDecimatorCore(outputs, channels, frames, GetSampleRate(), settings, states_.data());
 
-  const RStageValue gainOut = TakeRamp(gainOut_, frames);
+  const RBlockRamp gainOut = TakeBlockRamp(gainOut_, frames);
   for (int32_t c = 0; c < channels; ++c) {
     if (outputs[c]) GainStage(outputs[c], outputs[c], frames, gainOut.start, gainOut.step);
   }
 
   // Linear law: wet w plus dry 1 - w. A channel without input has a silent dry part.
-  const RStageValue mix = TakeRamp(dryWet_, frames);
-  for (int32_t c = 0; c < channels; ++c) {
-    if (!outputs[c]) continue;
-    const float* dry = inputs ? inputs[c] : nullptr;
-    if (dry) {
-      DryWetStage(dry, outputs[c], outputs[c], frames, mix.start, mix.step, RDryWetLaw::kLinear);
-    } else {
-      GainStage(outputs[c], outputs[c], frames, mix.start, mix.step);
-    }
-  }
+  ApplyDryWet(dryWet_, 1.0, inputs, outputs, channels, frames, RDryWetLaw::kLinear);
 }
 
 void RegisterDecimator() {
-  RModuleRegistry::Register(RString("Decimator"), [](RAudioPluginModular& graph) -> std::unique_ptr<RAudioPlugin> {
-    auto module = std::make_unique<RDecimator>();
-    module->AttachToParent(graph);
-    return module;
-  });
+  RModuleRegistry::RegisterClass<RDecimator>(RString("Decimator"));
 }

@@ -45,8 +45,8 @@ float ChannelPeriod(double fs, double rate, double width, int32_t channel) noexc
   return PeriodOf(fs, 1.0 / rate, std::exp2(width), IsOdd(channel));
 }
 
-void RunWordStage(float* x, int32_t count, int32_t channel, const RStageValue& bits,
-                  const RStageValue& width) noexcept {
+void RunWordStage(float* x, int32_t count, int32_t channel, const RBlockRamp& bits,
+                  const RBlockRamp& width) noexcept {
   if (count <= 0) return;
   if (!bits.Ramps() && !width.Ramps()) {
     // Held: the exponential once per block, and a loop the compiler vectorises.
@@ -97,8 +97,8 @@ void StoreLoop(const RRateLoop& loop, RDecimatorChannelState& state) noexcept {
 
 // An even channel and the odd one after it in one loop: each sample's take depends on the
 // last, and two such chains side by side keep the processor busy while each waits.
-void RunRatePair(float* x0, float* x1, int32_t count, int32_t channel, double fs, const RStageValue& rate,
-                 const RStageValue& width, RDecimatorChannelState& state0, RDecimatorChannelState& state1) noexcept {
+void RunRatePair(float* x0, float* x1, int32_t count, int32_t channel, double fs, const RBlockRamp& rate,
+                 const RBlockRamp& width, RDecimatorChannelState& state0, RDecimatorChannelState& state1) noexcept {
   RRateLoop loop0 = LoopOf(state0), loop1 = LoopOf(state1);
   if (!rate.Ramps() && !width.Ramps()) {
     const float P0 = ChannelPeriod(fs, rate.start, width.start, channel);
@@ -121,8 +121,8 @@ void RunRatePair(float* x0, float* x1, int32_t count, int32_t channel, double fs
 
 } // namespace
 
-void RunRateStage(float* x, int32_t count, int32_t channel, double fs, const RStageValue& rate,
-                  const RStageValue& width, RDecimatorChannelState& state) noexcept {
+void RunRateStage(float* x, int32_t count, int32_t channel, double fs, const RBlockRamp& rate,
+                  const RBlockRamp& width, RDecimatorChannelState& state) noexcept {
   if (count <= 0) return;
   RRateLoop loop = LoopOf(state);
   if (!rate.Ramps() && !width.Ramps()) {

@@ -18,15 +18,10 @@
 #include <cmath>
 #include <cstdint>
 
+#include "modules/dsp/gainstages.h"
+
 // A stage setting over one block: start + i * step at sample i. A step of 0 holds the value,
 // and the stages then work out their constants once per block instead of once per sample.
-struct RStageValue {
-  double start = 0.0;
-  double step = 0.0;
-
-  bool Ramps() const noexcept { return step != 0.0; }
-  double At(int32_t i) const noexcept { return start + double(i) * step; }
-};
 
 // The rate stage's memory of one channel, in this order.
 struct RDecimatorChannelState {
@@ -40,11 +35,11 @@ struct RDecimatorChannelState {
 // What one call of the core does, for every channel alike.
 struct RDecimatorSettings {
   bool wordStage = true;
-  RStageValue bits{16.0, 0.0};
-  RStageValue bitsWidth{0.0, 0.0};
+  RBlockRamp bits{16.0, 0.0};
+  RBlockRamp bitsWidth{0.0, 0.0};
   bool rateStage = true;
-  RStageValue sampleRate{48000.0, 0.0};   // hertz
-  RStageValue sampleRateWidth{0.0, 0.0};  // octaves
+  RBlockRamp sampleRate{48000.0, 0.0};   // hertz
+  RBlockRamp sampleRateWidth{0.0, 0.0};  // octaves
 };
 
 // Rounds x * m to the nearest integer, ties to even, exactly as std::nearbyint does under the
@@ -66,13 +61,13 @@ double ChannelBits(double bits, double width, int32_t channel) noexcept;
 float ChannelPeriod(double fs, double rate, double width, int32_t channel) noexcept;
 
 // The word stage over one channel, in place.
-void RunWordStage(float* x, int32_t count, int32_t channel, const RStageValue& bits,
-                  const RStageValue& width) noexcept;
+void RunWordStage(float* x, int32_t count, int32_t channel, const RBlockRamp& bits,
+                  const RBlockRamp& width) noexcept;
 // The rate stage over one channel, in place, at processing rate fs. The state carries over
 // blocks; a state that took in something not finite starts again from zero, so that one bad
 // sample can't stay in it.
-void RunRateStage(float* x, int32_t count, int32_t channel, double fs, const RStageValue& rate,
-                  const RStageValue& width, RDecimatorChannelState& state) noexcept;
+void RunRateStage(float* x, int32_t count, int32_t channel, double fs, const RBlockRamp& rate,
+                  const RBlockRamp& width, RDecimatorChannelState& state) noexcept;
 
 // Both stages over every channel, word stage first. states holds one record per channel.
 void RunDecimatorCore(float* const* channels, int32_t channelCount, int32_t count, double fs,

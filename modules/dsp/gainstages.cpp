@@ -16,6 +16,14 @@ void CopyIfApart(const float* in, float* out, int32_t count) noexcept {
   if (in != out) std::memmove(out, in, size_t(count) * sizeof(float));
 }
 
+// The equal-power wet part alone, for a channel whose dry part is silence.
+void WetPartOnly(float* wet, int32_t count, double start, double step) noexcept {
+  for (int32_t i = 0; i < count; ++i) {
+    const double w = std::clamp(start + double(i) * step, 0.0, 1.0);
+    wet[i] = float(double(wet[i]) * std::sin(w * std::numbers::pi / 2.0));
+  }
+}
+
 } // namespace
 
 void GainStage(const float* in, float* out, int32_t count, double start, double step) noexcept {
@@ -47,17 +55,31 @@ void DryWetStage(const float* dry, const float* wet, float* out, int32_t count, 
   RDspKernels::Mix(dry, wet, out, count, float(dryGain), float(wetGain));
 }
 
+RBlockRamp TakeBlockRamp(RRangedValue& value, int32_t frames) noexcept {
+  RBlockRamp ramp;
+  if (!value.GetRamp(frames, ramp.start, ramp.step)) {
+    ramp.start = value.GetProcessing();
+    ramp.step = 0.0;
+  }
+  value.MarkRampDone();
+  return ramp;
+}
+
 void ApplyDryWet(RRangedValue& mix, double scale, const float* const* dry, float* const* wet, int32_t channels,
                  int32_t frames, RDryWetLaw law) noexcept {
   if (frames <= 0) return;
-  double start = 0.0, step = 0.0;
-  if (!mix.GetRamp(frames, start, step)) {
-    start = mix.GetProcessing();
-    step = 0.0;
-  }
+  const RBlockRamp ramp = TakeBlockRamp(mix, frames);
+  const double start = ramp.start * scale;
+  const double step = ramp.step * scale;
   for (int32_t c = 0; c < channels; ++c) {
-    if (!dry || !wet || !dry[c] || !wet[c]) continue;
-    DryWetStage(dry[c], wet[c], wet[c], frames, start * scale, step * scale, law);
+    if (!wet || !wet[c]) continue;
+    const float* source = dry ? dry[c] : nullptr;
+    if (source) {
+      DryWetStage(source, wet[c], wet[c], frames, start, step, law);
+    } else if (law == RDryWetLaw::kLinear) {
+      GainStage(wet[c], wet[c], frames, start, step);
+    } else {
+      WetPartOnly(wet[c], frames, start, step);
+    }
   }
-  mix.MarkRampDone();
 }

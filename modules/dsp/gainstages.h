@@ -12,6 +12,19 @@
 
 class RRangedValue;
 
+// A value's course over one block: where it starts and its step per sample (0 while it holds).
+struct RBlockRamp {
+  double start = 0.0;
+  double step = 0.0;
+
+  bool Ramps() const noexcept { return step != 0.0; }
+  double At(int32_t i) const noexcept { return start + double(i) * step; }
+};
+
+// The value's ramp over the block (a change below 1e-10 is none: the value holds), and the
+// ramp consumed: the next block starts where this one ends. Each value feeds one stage a block.
+RBlockRamp TakeBlockRamp(RRangedValue& value, int32_t frames) noexcept;
+
 // out[i] = in[i] * (start + i * step); in may equal out.
 void GainStage(const float* in, float* out, int32_t count, double start, double step) noexcept;
 
@@ -28,6 +41,7 @@ void DryWetStage(const float* dry, const float* wet, float* out, int32_t count, 
 
 // The dry/wet stage of a value over each channel pair dry[c] -> wet[c] (in place in wet),
 // the mix being the value's real value times scale (0.01 for a percentage); marks the ramp
-// done. Null channels are skipped.
+// done. A channel without dry (dry or dry[c] null) mixes with silence: only its wet part
+// stays. Null wet channels are skipped.
 void ApplyDryWet(RRangedValue& mix, double scale, const float* const* dry, float* const* wet, int32_t channels,
                  int32_t frames, RDryWetLaw law) noexcept;

@@ -179,9 +179,5 @@ void REchoTaps::ReadOldSwitches(RStoreContext& context) {
 }
 
 void RegisterEchoTaps() {
-  RModuleRegistry::Register(RString("EchoTaps"), [](RAudioPluginModular& graph) -> std::unique_ptr<RAudioPlugin> {
-    auto module = std::make_unique<REchoTaps>();
-    module->AttachToParent(graph);
-    return module;
-  });
+  RModuleRegistry::RegisterClass<REchoTaps>(RString("EchoTaps"));
 }

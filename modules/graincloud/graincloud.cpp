@@ -219,9 +219,5 @@ void RGrainCloud::Process(float* const* inputs, float* const* outputs, int32_t f
 }
 
 void RegisterGrainCloud() {
-  RModuleRegistry::Register(RString("GrainCloud"), [](RAudioPluginModular& graph) -> std::unique_ptr<RAudioPlugin> {
-    auto module = std::make_unique<RGrainCloud>();
-    module->AttachToParent(graph);
-    return module;
-  });
+  RModuleRegistry::RegisterClass<RGrainCloud>(RString("GrainCloud"));
 }

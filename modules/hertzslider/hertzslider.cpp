@@ -243,9 +243,5 @@ void RHertzSlider::Store(RStoreContext& context) {
 }
 
 void RegisterHertzSlider() {
-  RModuleRegistry::Register(RString("HzSlide"), [](RAudioPluginModular& graph) {
-    auto module = std::make_unique<RHertzSlider>();
-    module->AttachToParent(graph);
-    return std::unique_ptr<RAudioPlugin>(std::move(module));
-  });
+  RModuleRegistry::RegisterClass<RHertzSlider>(RString("HzSlide"));
 }

@@ -63,9 +63,5 @@ void RLevelPlacer::Process(float* const* inputs, float* const* outputs, int32_t 
 }
 
 void RegisterLevelPlacer() {
-  RModuleRegistry::Register(RString("LevelPlacer"), [](RAudioPluginModular& graph) -> std::unique_ptr<RAudioPlugin> {
-    auto module = std::make_unique<RLevelPlacer>();
-    module->AttachToParent(graph);
-    return module;
-  });
+  RModuleRegistry::RegisterClass<RLevelPlacer>(RString("LevelPlacer"));
 }

@@ -106,9 +106,5 @@ void RSpanFilter::Process(float* const* inputs, float* const* outputs, int32_t f
 }
 
 void RegisterSpanFilter() {
-  RModuleRegistry::Register(RString("SpanFilter"), [](RAudioPluginModular& graph) -> std::unique_ptr<RAudioPlugin> {
-    auto module = std::make_unique<RSpanFilter>();
-    module->AttachToParent(graph);
-    return module;
-  });
+  RModuleRegistry::RegisterClass<RSpanFilter>(RString("SpanFilter"));
 }

@@ -238,9 +238,5 @@ void RSqueezeStage::RunChunk(const float* const* inputs, float* const* outputs, 
 }
 
 void RegisterSqueezeStage() {
-  RModuleRegistry::Register(RString("SqueezeStage"), [](RAudioPluginModular& graph) -> std::unique_ptr<RAudioPlugin> {
-    auto module = std::make_unique<RSqueezeStage>();
-    module->AttachToParent(graph);
-    return module;
-  });
+  RModuleRegistry::RegisterClass<RSqueezeStage>(RString("SqueezeStage"));
 }

@@ -34,7 +34,7 @@ double RBenderCurve::Integral(double u) const noexcept {
   return 0.5 * knee_ * knee_ + knee_ * beyond + bend;
 }
 
-void RunBenderCurve(const RBenderCurve& curve, float* samples, int32_t count, RBenderRamp ceiling,
+void RunBenderCurve(const RBenderCurve& curve, float* samples, int32_t count, RBlockRamp ceiling,
                     RAntiderivativeState& state) noexcept {
   for (int32_t i = 0; i < count; ++i) {
     const double t = ceiling.At(i);

@@ -13,6 +13,7 @@
 
 #include <cstdint>
 
+#include "modules/dsp/gainstages.h"
 #include "modules/warmthstage/adaa.h"
 
 class RBenderCurve {
@@ -31,13 +32,7 @@ private:
 };
 
 // A value's course over a block: start and step per sample.
-struct RBenderRamp {
-  double start = 0.0;
-  double step = 0.0;
-  double At(int32_t i) const noexcept { return start + step * double(i); }
-};
-
 // samples (the driven signal) through the curve around ceiling(i): y = ceiling c(x / ceiling),
 // anti-aliased, never beyond +-ceiling.
-void RunBenderCurve(const RBenderCurve& curve, float* samples, int32_t count, RBenderRamp ceiling,
+void RunBenderCurve(const RBenderCurve& curve, float* samples, int32_t count, RBlockRamp ceiling,
                     RAntiderivativeState& state) noexcept;

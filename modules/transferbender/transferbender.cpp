@@ -10,16 +10,6 @@
 
 namespace {
 
-RBenderRamp TakeRamp(RRangedValue& value, int32_t frames) noexcept {
-  RBenderRamp ramp;
-  if (!value.GetRamp(frames, ramp.start, ramp.step)) {
-    ramp.start = value.GetProcessing();
-    ramp.step = 0.0;
-  }
-  value.MarkRampDone();
-  return ramp;
-}
-
 } // namespace
 
 RTransferBender::RTransferBender()
@@ -59,9 +49,9 @@ void RTransferBender::Process(float* const* inputs, float* const* outputs, int32
   shape_.MarkRampDone();
   const bool reshaped = shape != curve_.GetShape();
   if (reshaped) curve_.SetShape(shape);
-  const RBenderRamp drive = TakeRamp(drive_, frames);
-  const RBenderRamp ceiling = TakeRamp(clip_, frames);
-  RBenderRamp output = TakeRamp(outputGain_, frames);
+  const RBlockRamp drive = TakeBlockRamp(drive_, frames);
+  const RBlockRamp ceiling = TakeBlockRamp(clip_, frames);
+  RBlockRamp output = TakeBlockRamp(outputGain_, frames);
   if (levelMatch_.IsProcessingOn()) {
     // Output gain over drive, moved linearly between the block's ends.
     const double first = output.start / drive.start;
@@ -85,22 +75,9 @@ void RTransferBender::Process(float* const* inputs, float* const* outputs, int32
 
   // Linear law, as in the other modules of the chain. A channel without input has a silent
   // dry part.
-  const RBenderRamp mix = TakeRamp(dryWet_, frames);
-  for (int32_t c = 0; c < channels; ++c) {
-    if (!outputs[c]) continue;
-    const float* dry = inputs ? inputs[c] : nullptr;
-    if (dry) {
-      DryWetStage(dry, outputs[c], outputs[c], frames, mix.start, mix.step, RDryWetLaw::kLinear);
-    } else {
-      GainStage(outputs[c], outputs[c], frames, mix.start, mix.step);
-    }
-  }
+  ApplyDryWet(dryWet_, 1.0, inputs, outputs, channels, frames, RDryWetLaw::kLinear);
 }
 
 void RegisterTransferBender() {
-  RModuleRegistry::Register(RString("TBender"), [](RAudioPluginModular& graph) -> std::unique_ptr<RAudioPlugin> {
-    auto module = std::make_unique<RTransferBender>();
-    module->AttachToParent(graph);
-    return module;
-  });
+  RModuleRegistry::RegisterClass<RTransferBender>(RString("TBender"));
 }

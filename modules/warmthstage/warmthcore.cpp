@@ -61,7 +61,7 @@ double RWarmthLevelMatch::Makeup(double drive, double bias) noexcept {
   return atLo + (atHi - atLo) * dt;
 }
 
-void RunWarmthCurve(float* samples, int32_t count, RWarmthRamp drive, RWarmthRamp bias,
+void RunWarmthCurve(float* samples, int32_t count, RBlockRamp drive, RBlockRamp bias,
                     RAntiderivativeState& state) noexcept {
   const RWarmthCurve curve;
   constexpr double kScale = RWarmthLevelMatch::kMaxBias;

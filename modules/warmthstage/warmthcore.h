@@ -11,6 +11,7 @@
 
 #include <cstdint>
 
+#include "modules/dsp/gainstages.h"
 #include "modules/warmthstage/adaa.h"
 
 struct RWarmthCurve {
@@ -34,15 +35,9 @@ public:
 };
 
 // A value's course over a block: start and step per sample.
-struct RWarmthRamp {
-  double start = 0.0;
-  double step = 0.0;
-  double At(int32_t i) const noexcept { return start + step * double(i); }
-};
-
 // samples holds the driven (and pre-emphasised) signal; each becomes
 // makeup(drive, bias) (curve(x + bias) - tanh(bias)) through the anti-aliased curve, bias
 // (0..1) scaled to curve units. While drive or bias glides the makeup follows them sample by
 // sample: a straight line between the block's ends would swell the level in the middle.
-void RunWarmthCurve(float* samples, int32_t count, RWarmthRamp drive, RWarmthRamp bias,
+void RunWarmthCurve(float* samples, int32_t count, RBlockRamp drive, RBlockRamp bias,
                     RAntiderivativeState& state) noexcept;

@@ -14,16 +14,6 @@ namespace {
 // A gentle shelf: the tilt spreads over a few octaves around the pivot.
 constexpr double kToneQ = 0.5;
 
-RWarmthRamp TakeRamp(RRangedValue& value, int32_t frames) noexcept {
-  RWarmthRamp ramp;
-  if (!value.GetRamp(frames, ramp.start, ramp.step)) {
-    ramp.start = value.GetProcessing();
-    ramp.step = 0.0;
-  }
-  value.MarkRampDone();
-  return ramp;
-}
-
 } // namespace
 
 RWarmthStage::RWarmthStage()
@@ -73,9 +63,9 @@ void RWarmthStage::Process(float* const* inputs, float* const* outputs, int32_t 
   if (frames <= 0 || !outputs) return;
   const int32_t channels = std::min(processChannels_, int32_t(channels_.size()));
 
-  const RWarmthRamp drive = TakeRamp(drive_, frames);
-  const RWarmthRamp bias = TakeRamp(bias_, frames);
-  const RWarmthRamp output = TakeRamp(output_, frames);
+  const RBlockRamp drive = TakeBlockRamp(drive_, frames);
+  const RBlockRamp bias = TakeBlockRamp(bias_, frames);
+  const RBlockRamp output = TakeBlockRamp(output_, frames);
   // Tone follows its value per sub-block; the cycle cuts them finely while it glides.
   const double tone = tone_.GetProcessing();
   tone_.MarkRampDone();
@@ -101,22 +91,9 @@ void RWarmthStage::Process(float* const* inputs, float* const* outputs, int32_t 
 
   // Linear law: the wet part and the dry part are the same signal at low drive, so their sum
   // keeps its level. A channel without input has a silent dry part.
-  const RWarmthRamp mix = TakeRamp(dryWet_, frames);
-  for (int32_t c = 0; c < channels; ++c) {
-    if (!outputs[c]) continue;
-    const float* dry = inputs ? inputs[c] : nullptr;
-    if (dry) {
-      DryWetStage(dry, outputs[c], outputs[c], frames, mix.start, mix.step, RDryWetLaw::kLinear);
-    } else {
-      GainStage(outputs[c], outputs[c], frames, mix.start, mix.step);
-    }
-  }
+  ApplyDryWet(dryWet_, 1.0, inputs, outputs, channels, frames, RDryWetLaw::kLinear);
 }
 
 void RegisterWarmthStage() {
-  RModuleRegistry::Register(RString("WarmthStage"), [](RAudioPluginModular& graph) -> std::unique_ptr<RAudioPlugin> {
-    auto module = std::make_unique<RWarmthStage>();
-    module->AttachToParent(graph);
-    return module;
-  });
+  RModuleRegistry::RegisterClass<RWarmthStage>(RString("WarmthStage"));
 }

@@ -136,9 +136,5 @@ void RWordMangler::ClearState() {
 }
 
 void RegisterWordMangler() {
-  RModuleRegistry::Register(RString("WordMangler"), [](RAudioPluginModular& graph) -> std::unique_ptr<RAudioPlugin> {
-    auto module = std::make_unique<RWordMangler>();
-    module->AttachToParent(graph);
-    return module;
-  });
+  RModuleRegistry::RegisterClass<RWordMangler>(RString("WordMangler"));
 }

@@ -26,6 +26,7 @@
 #include "kernel/audioplugin.h"
 #include "modules/common/modulevalues.h"
 #include "modules/dsp/biquad.h"
+#include "modules/dsp/gainstages.h"
 #include "modules/dsp/temposync.h"
 #include "modules/wordmangler/wordcore.h"
 #include "modules/wordmangler/wordmanglerstate.h"
@@ -112,11 +113,6 @@ private:
                         int32_t frames) noexcept;
   void ReleaseState() noexcept;
 
-  struct BlockRamp {
-    double start = 1.0;
-    double step = 0.0;
-  };
-  static BlockRamp TakeRamp(RRangedValue& value, int32_t frames) noexcept;
 
   RGainValue gainIn_;
   RGainValue gainOut_;
@@ -147,9 +143,9 @@ private:
   bool sideChainOn_ = false;
   bool autoGainOn_ = false;
   bool dcBlockerOn_ = false;
-  BlockRamp gainInRamp_;
-  BlockRamp gainOutRamp_;
-  BlockRamp dryWetRamp_;
+  RBlockRamp gainInRamp_{1.0, 0.0};
+  RBlockRamp gainOutRamp_{1.0, 0.0};
+  RBlockRamp dryWetRamp_{1.0, 0.0};
 };
 
 // Enters RWordMangler into the module registry as "WordMangler".

@@ -7,25 +7,14 @@
 #include "modules/dsp/gainstages.h"
 #include "modules/wordmangler/wordmangler.h"
 
-RWordMangler::BlockRamp RWordMangler::TakeRamp(RRangedValue& value, int32_t frames) noexcept {
-  BlockRamp ramp;
-  // A change below 1e-10 (RValueRange::kSameValue) is no ramp: the value holds its place.
-  if (!value.GetRamp(frames, ramp.start, ramp.step)) {
-    ramp.start = value.GetProcessing();
-    ramp.step = 0.0;
-  }
-  value.MarkRampDone();
-  return ramp;
-}
-
 void RWordMangler::BeforeBlock(float* const*, float* const*) {
   inputBusesInUse_ = std::min(inputBuses_, sideChain_.IsProcessingOn() ? 2 : 1);
 }
 
 void RWordMangler::PrepareBands(int32_t frames) noexcept {
-  gainInRamp_ = TakeRamp(gainIn_, frames);
-  gainOutRamp_ = TakeRamp(gainOut_, frames);
-  dryWetRamp_ = TakeRamp(dryWet_, frames);
+  gainInRamp_ = TakeBlockRamp(gainIn_, frames);
+  gainOutRamp_ = TakeBlockRamp(gainOut_, frames);
+  dryWetRamp_ = TakeBlockRamp(dryWet_, frames);
 
   sideChainOn_ = sideChain_.IsProcessingOn();
   autoGainOn_ = autoGain_.IsProcessingOn();

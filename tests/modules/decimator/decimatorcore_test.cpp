@@ -17,12 +17,12 @@ using decimatortest::Noise;
 
 constexpr double kGrid16 = 1.0 / 65536.0;
 
-std::vector<float> Word(std::vector<float> x, int32_t channel, RStageValue bits, RStageValue width = {}) {
+std::vector<float> Word(std::vector<float> x, int32_t channel, RBlockRamp bits, RBlockRamp width = {}) {
   RunWordStage(x.data(), int32_t(x.size()), channel, bits, width);
   return x;
 }
 
-std::vector<float> Rate(std::vector<float> x, int32_t channel, double fs, RStageValue rate, RStageValue width = {}) {
+std::vector<float> Rate(std::vector<float> x, int32_t channel, double fs, RBlockRamp rate, RBlockRamp width = {}) {
   RDecimatorChannelState state;
   RunRateStage(x.data(), int32_t(x.size()), channel, fs, rate, width, state);
   return x;
@@ -103,7 +103,7 @@ TEST(DecimatorWordStage, FractionalBitsGiveAStepBetweenThePowersOfTwo) {
 TEST(DecimatorWordStage, HeldAndRampedSettingsFollowTheReferenceExactly) {
   // Ties included: every 16th sample sits halfway between steps of its word length.
   struct Case {
-    RStageValue bits, width;
+    RBlockRamp bits, width;
   };
   const Case cases[] = {{{16.0}, {0.0}},          {{8.0}, {0.0}},           {{3.7}, {1.3}},
                         {{12.0}, {-4.0}},         {{1.0}, {4.0}},           {{16.0, -15.0 / 700}, {0.0}},
@@ -191,7 +191,7 @@ TEST(DecimatorRateStage, WidthOfOneOctaveDoublesTheRateOfEvenChannelsAndHalvesOd
 TEST(DecimatorRateStage, FollowsTheReferenceWithHeldAndRampedSettings) {
   struct Case {
     double fs;
-    RStageValue rate, width;
+    RBlockRamp rate, width;
   };
   const Case cases[] = {{48000.0, {48000.0}, {0.0}},          {44100.0, {11025.0}, {0.0}},
                         {96000.0, {3333.3}, {0.37}},          {192000.0, {20.0}, {-1.0}},

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "kernel/value.h"
 #include "modules/dsp/gainstages.h"
 #include "modules/dsp/vectorops.h"
 #include "tests/modules/dsp/dsptestsignals.h"
@@ -45,6 +46,33 @@ TEST(DryWetStage, LinearAndEqualPowerLawsAtTheEndsTheMiddleAndWhileRamping) {
       const double wetGain = law == RDryWetLaw::kLinear ? w : std::sin(w * 1.5707963267948966);
       ASSERT_NEAR(mixed[i], dry[i] * dryGain + wet[i] * wetGain, 2e-6) << i;
     }
+  }
+}
+
+TEST(ApplyDryWet, MixesEachChannelTakesTheRampOnceAndTreatsAMissingDryAsSilence) {
+  const std::vector<float> dry = dsptest::Noise(100, 4), wet = dsptest::Noise(100, 5);
+  for (RDryWetLaw law : {RDryWetLaw::kLinear, RDryWetLaw::kEqualPower}) {
+    RRealValue mix(nullptr, RString("Mix"), 0.0, 1.0, 0.5);
+    mix.SyncProcessing();
+    std::vector<float> left = wet, right = wet;
+    const float* dryChannels[2] = {dry.data(), nullptr};
+    float* wetChannels[2] = {left.data(), right.data()};
+    ApplyDryWet(mix, 1.0, dryChannels, wetChannels, 2, 100, law);
+    const float wetPart = law == RDryWetLaw::kLinear ? 0.5f : 0.70710678f;
+    const float dryPart = wetPart;
+    for (size_t i = 0; i < 100; ++i) {
+      ASSERT_NEAR(left[i], dryPart * dry[i] + wetPart * wet[i], 1e-6f) << i;
+      // No dry signal on this channel: only its wet part remains.
+      ASSERT_NEAR(right[i], wetPart * wet[i], 1e-6f) << i;
+    }
+    // A move to 1 ramps over the next block and is consumed: the block after holds at 1.
+    mix.SetProcessing(1.0);
+    left = wet;
+    ApplyDryWet(mix, 1.0, dryChannels, wetChannels, 1, 100, law);
+    EXPECT_NE(left[0], wet[0]);
+    left = wet;
+    ApplyDryWet(mix, 1.0, dryChannels, wetChannels, 1, 100, law);
+    EXPECT_EQ(left, wet);
   }
 }
 

@@ -59,7 +59,7 @@ TEST(BenderCurve, TheRunNeverPassesTheCeilingWhateverComesIn) {
   // A ceiling that glides holds sample by sample.
   RAntiderivativeState state;
   std::vector<float> y(x);
-  const RBenderRamp ramp{1.0, -0.9 / double(y.size())};
+  const RBlockRamp ramp{1.0, -0.9 / double(y.size())};
   RunBenderCurve(RBenderCurve(0.2), y.data(), int32_t(y.size()), ramp, state);
   for (size_t i = 0; i < y.size(); ++i) ASSERT_LE(std::fabs(y[i]), float(ramp.At(int32_t(i)))) << i;
 }
