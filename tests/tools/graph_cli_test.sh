@@ -3,14 +3,9 @@
 # An empty graph copies every lane from the input; a module the build does not know is
 # skipped with its log line; a grid of nested graphs compiles to the processors, buffers, mix
 # list and direct path that its routing calls for, whatever stored form the state comes in.
-set -uo pipefail
 quillon="$1"
 data="$2"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-failures=0
-
-fail() { echo "FAIL: $*" >&2; failures=$((failures + 1)); }
+source "$(dirname "$0")/clitest.sh"
 
 # The log goes to a folder of this run, so that the lines a run writes can be told apart.
 export XDG_DATA_HOME="$work/data"
@@ -65,20 +60,8 @@ expect_graph "nested graphs from rtgz" "$nested" --state "$work/nested.rtgz"
 # --- bad input: one line on standard error, status 1, nothing printed. A setting would reach
 # the graph only with a block, which this command never processes: --set is refused rather
 # than ignored.
-expect_refusal() {
-  local what="$1"; shift
-  "$quillon" graph "$@" >"$work/out" 2>"$work/err"
-  local status=$?
-  [ "$status" -eq 1 ] || fail "$what: status $status, expected 1"
-  [ "$(wc -l <"$work/err")" -eq 1 ] || fail "$what: expected one line on stderr: $(cat "$work/err")"
-  [ -s "$work/out" ] && fail "$what: wrote to standard output"
-}
-expect_refusal "missing state" --state "$work/missing.xml"
-expect_refusal "a folder as state" --state "$work"
-expect_refusal "--set" --state "$data/graph_nested.xml" --set "First - Enabled=Off"
+expect_refusal "missing state" graph --state "$work/missing.xml"
+expect_refusal "a folder as state" graph --state "$work"
+expect_refusal "--set" graph --state "$data/graph_nested.xml" --set "First - Enabled=Off"
 
-if [ "$failures" -ne 0 ]; then
-  echo "$failures check(s) failed" >&2
-  exit 1
-fi
-echo "quillon graph: all checks passed"
+finish "quillon graph: all checks passed"

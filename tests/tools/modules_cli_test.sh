@@ -3,14 +3,9 @@
 # holding one module renders with that module's sound, settings typed by parameter name reach
 # the module, and a chain of every module of the catalogue loads, compiles and renders finite
 # audio without a "Module not found" in the log.
-set -uo pipefail
 quillon="$1"
 data="$2"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-failures=0
-
-fail() { echo "FAIL: $*" >&2; failures=$((failures + 1)); }
+source "$(dirname "$0")/clitest.sh"
 
 export XDG_DATA_HOME="$work/data"
 unset QUILLON_LOG_STDERR
@@ -65,8 +60,4 @@ assert all(math.isfinite(s) for s in samples), "a sample is not finite"
 assert max(abs(s) for s in samples) > 1e-4, "the chain is silent"
 ' || fail "the chain's output is not finite, sounding audio"
 
-if [ "$failures" -ne 0 ]; then
-  echo "$failures check(s) failed" >&2
-  exit 1
-fi
-echo "all module command-line checks passed"
+finish "all module command-line checks passed"

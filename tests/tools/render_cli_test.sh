@@ -3,13 +3,8 @@
 # come out with the right length, rate, channels and samples (read back by sox), settings and
 # states show where they should, every stored form round-trips, and bad input ends in one
 # line on standard error with status 1.
-set -uo pipefail
 quillon="$1"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-failures=0
-
-fail() { echo "FAIL: $*" >&2; failures=$((failures + 1)); }
+source "$(dirname "$0")/clitest.sh"
 
 soxi() { command soxi -V1 "$@"; }
 # The largest sample of A minus B, as sox measures it.
@@ -20,18 +15,6 @@ max_difference() {
 # Whether A and B hold the same samples, bit for bit, whatever their file formats.
 same_samples() {
   cmp -s <(sox -D "$1" -t f32 -) <(sox -D "$2" -t f32 -)
-}
-
-# Runs quillon expecting status 1, one line on standard error naming the tool, nothing on
-# standard output.
-expect_refusal() {
-  local what="$1"; shift
-  "$quillon" "$@" >"$work/out" 2>"$work/err"
-  local status=$?
-  [ "$status" -eq 1 ] || fail "$what: status $status, expected 1"
-  [ "$(wc -l <"$work/err")" -eq 1 ] || fail "$what: expected one line on stderr, got: $(cat "$work/err")"
-  grep -q '^quillon: ' "$work/err" || fail "$what: message does not start with 'quillon: '"
-  [ -s "$work/out" ] && fail "$what: wrote to standard output: $(cat "$work/out")"
 }
 
 # --- a generated sine: length, rate, channels, format and content
@@ -147,5 +130,4 @@ cp "$work/mono16.wav" "$work/kept.wav"
 "$quillon" render "$work/sine.wav" "$work/kept.wav" --set Bypass=maybe 2>/dev/null
 cmp -s "$work/mono16.wav" "$work/kept.wav" || fail "a refused render changed the output file"
 
-[ "$failures" -eq 0 ] && echo "all render, params and state checks passed"
-exit $((failures > 0))
+finish "all render, params and state checks passed"

@@ -1,25 +1,9 @@
 #!/usr/bin/env bash
 # Black-box checks of `quillon tree`: every form reads back to the same tree, and bad input
 # ends in one line on standard error with status 1.
-set -uo pipefail
 quillon="$1"
 sample="$2"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-failures=0
-
-fail() { echo "FAIL: $*" >&2; failures=$((failures + 1)); }
-
-# Runs quillon expecting status 1 and exactly one line on standard error that names the tool.
-expect_refusal() {
-  local what="$1"; shift
-  "$quillon" "$@" >"$work/out" 2>"$work/err"
-  local status=$?
-  [ "$status" -eq 1 ] || fail "$what: status $status, expected 1"
-  [ "$(wc -l <"$work/err")" -eq 1 ] || fail "$what: expected one line on stderr, got: $(cat "$work/err")"
-  grep -q '^quillon: ' "$work/err" || fail "$what: message does not start with 'quillon: '"
-  [ -s "$work/out" ] && fail "$what: wrote to standard output"
-}
+source "$(dirname "$0")/clitest.sh"
 
 "$quillon" tree "$sample" --to rtg -o "$work/reference.rtg" || fail "xml to rtg"
 [ -s "$work/reference.rtg" ] || fail "rtg output is empty"
@@ -49,5 +33,4 @@ cp "$work/reference.rtg" "$work/kept.rtg"
 "$quillon" tree "$work/noise" --to rtg -o "$work/kept.rtg" 2>/dev/null
 cmp -s "$work/reference.rtg" "$work/kept.rtg" || fail "a refused conversion changed the output file"
 
-[ "$failures" -eq 0 ] && echo "all tree command checks passed"
-exit $((failures > 0))
+finish "all tree command checks passed"
