@@ -1,7 +1,6 @@
 #include "modules/blend/twowayblend.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "graph/audiopluginmodular.h"
 #include "graph/moduleregistry.h"
@@ -56,12 +55,7 @@ void RTwoWayBlend::LevelMainInput(float* const* inputs, float* const* outputs, i
   if (volume_ && !volume_->GetRamp(frames, start, step)) start = volume_->GetProcessing();
   for (int32_t c = 0; c < channels; ++c) {
     if (!outputs[c]) continue;
-    const float* in = inputs ? inputs[c] : nullptr;
-    if (in) {
-      GainStage(in, outputs[c], frames, start, step);
-    } else {
-      RVectorOps::Zero(outputs[c], frames);
-    }
+    GainStage(inputs ? inputs[c] : nullptr, outputs[c], frames, start, step);
   }
   if (!inputSide_) return;
   volume_->MarkRampDone();

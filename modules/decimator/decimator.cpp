@@ -1,7 +1,6 @@
 #include "modules/decimator/decimator.h"
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 
 #include "graph/audiopluginmodular.h"
@@ -55,12 +54,7 @@ void RDecimator::Process(float* const* inputs, float* const* outputs, int32_t fr
   const RBlockRamp gainIn = TakeBlockRamp(gainIn_, frames);
   for (int32_t c = 0; c < channels; ++c) {
     if (!outputs[c]) continue;
-    const float* x = inputs ? inputs[c] : nullptr;
-    if (x) {
-      GainStage(x, outputs[c], frames, gainIn.start, gainIn.step);
-    } else {
-      std::memset(outputs[c], 0, size_t(frames) * sizeof(float));
-    }
+    GainStage(inputs ? inputs[c] : nullptr, outputs[c], frames, gainIn.start, gainIn.step);
   }
 
   RDecimatorSettings settings;

@@ -28,6 +28,10 @@ void WetPartOnly(float* wet, int32_t count, double start, double step) noexcept 
 
 void GainStage(const float* in, float* out, int32_t count, double start, double step) noexcept {
   if (count <= 0) return;
+  if (!in) {
+    std::memset(out, 0, size_t(count) * sizeof(float));
+    return;
+  }
   if (std::fabs(step) >= kUnchanged) {
     RDspKernels::ScaleRampInto(in, out, count, float(start), float(step));
   } else if (start == 1.0) {

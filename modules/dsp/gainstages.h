@@ -25,7 +25,8 @@ struct RBlockRamp {
 // ramp consumed: the next block starts where this one ends. Each value feeds one stage a block.
 RBlockRamp TakeBlockRamp(RRangedValue& value, int32_t frames) noexcept;
 
-// out[i] = in[i] * (start + i * step); in may equal out.
+// out[i] = in[i] * (start + i * step); in may equal out. A null in (an input that is not
+// connected) gives silence.
 void GainStage(const float* in, float* out, int32_t count, double start, double step) noexcept;
 
 // How the dry and wet parts share the mix w in 0..1.

@@ -4,7 +4,6 @@
 #include "graph/moduleregistry.h"
 #include "kernel/blockstages.h"
 #include "modules/dsp/gainstages.h"
-#include "modules/dsp/vectorops.h"
 #include "modules/levelplacer/widening.h"
 
 namespace {
@@ -38,18 +37,10 @@ void RLevelPlacer::Process(float* const* inputs, float* const* outputs, int32_t 
   if (frames <= 0) return;
   const int32_t channels = processChannels_;
   // Gain goes from input to output in one pass; every later stage works in place.
-  double start = 0.0, step = 0.0;
-  if (!gain_.GetRamp(frames, start, step)) start = gain_.GetProcessing();
+  const RBlockRamp gain = TakeBlockRamp(gain_, frames);
   for (int32_t c = 0; c < channels; ++c) {
-    if (!outputs[c]) continue;
-    const float* in = inputs ? inputs[c] : nullptr;
-    if (in) {
-      GainStage(in, outputs[c], frames, start, step);
-    } else {
-      RVectorOps::Zero(outputs[c], frames);
-    }
+    if (outputs[c]) GainStage(inputs ? inputs[c] : nullptr, outputs[c], frames, gain.start, gain.step);
   }
-  gain_.MarkRampDone();
   ApplyGain(volume_, outputs, channels, frames);
 
   float* left = channels >= 1 ? outputs[0] : nullptr;

@@ -1,7 +1,6 @@
 #include "modules/transferbender/transferbender.h"
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 
 #include "graph/audiopluginmodular.h"
@@ -61,12 +60,7 @@ void RTransferBender::Process(float* const* inputs, float* const* outputs, int32
   for (int32_t c = 0; c < channels; ++c) {
     float* y = outputs[c];
     if (!y) continue;
-    const float* x = inputs ? inputs[c] : nullptr;
-    if (x) {
-      GainStage(x, y, frames, drive.start, drive.step);
-    } else {
-      std::memset(y, 0, size_t(frames) * sizeof(float));
-    }
+    GainStage(inputs ? inputs[c] : nullptr, y, frames, drive.start, drive.step);
     RAntiderivativeState& state = states_[size_t(c)];
     if (reshaped) state.Rebase(curve_);
     RunBenderCurve(curve_, y, frames, ceiling, state);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <memory>
 
 #include "graph/audiopluginmodular.h"
@@ -75,12 +74,7 @@ void RWarmthStage::Process(float* const* inputs, float* const* outputs, int32_t 
   for (int32_t c = 0; c < channels; ++c) {
     float* y = outputs[c];
     if (!y) continue;
-    const float* x = inputs ? inputs[c] : nullptr;
-    if (x) {
-      GainStage(x, y, frames, drive.start, drive.step);
-    } else {
-      std::memset(y, 0, size_t(frames) * sizeof(float));
-    }
+    GainStage(inputs ? inputs[c] : nullptr, y, frames, drive.start, drive.step);
     Channel& state = channels_[size_t(c)];
     if (emphasis) preEmphasis_.Run(state.pre, y, y, frames);
     RunWarmthCurve(y, frames, drive, bias, state.curve);

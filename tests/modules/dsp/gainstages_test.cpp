@@ -21,6 +21,9 @@ TEST(GainStage, UnityCopiesConstantsMultiplyAndStepsRamp) {
   std::vector<float> inPlace = x;
   GainStage(inPlace.data(), inPlace.data(), 333, 1.0, -1.0 / 333.0);
   EXPECT_EQ(inPlace, y);
+  // An input that is not connected is silence, whatever the gain.
+  GainStage(nullptr, y.data(), 333, 2.0, 0.01);
+  EXPECT_EQ(y, std::vector<float>(333, 0.0f));
 }
 
 TEST(DryWetStage, LinearAndEqualPowerLawsAtTheEndsTheMiddleAndWhileRamping) {
