@@ -2,33 +2,12 @@
 // typical settings (8 bits, a quarter of the rate), the product's own settings (word stage
 // off, rate at 48 kHz), and every stage engaged with every continuous value ramping each
 // block. The core's two stages alone show what the cycle and the gains add.
-#include <benchmark/benchmark.h>
-
-#include <cmath>
-#include <random>
-#include <vector>
-
+#include "bench/modules/modulebench.h"
 #include "modules/decimator/decimator.h"
 
 namespace {
 
-constexpr int32_t kBlock = 512;
-constexpr double kRate = 48000.0;
-
-std::vector<float> Noise(uint32_t seed) {
-  std::mt19937 random(seed);
-  std::uniform_real_distribution<float> uniform(-0.8f, 0.8f);
-  std::vector<float> x(static_cast<size_t>(kBlock));
-  for (float& v : x) v = uniform(random);
-  return x;
-}
-
-void PerFrame(benchmark::State& state, int64_t framesPerIteration) {
-  state.SetItemsProcessed(int64_t(state.iterations()) * framesPerIteration);
-  state.counters["per_frame"] = benchmark::Counter(double(framesPerIteration),
-                                                   benchmark::Counter::kIsIterationInvariantRate |
-                                                       benchmark::Counter::kInvert);
-}
+using namespace modulebench;
 
 RRangedValue& ValueOf(RDecimator& module, const char* key) {
   for (RValue* value : module.GetOwnValues()) {
@@ -37,42 +16,26 @@ RRangedValue& ValueOf(RDecimator& module, const char* key) {
   return static_cast<RRangedValue&>(*module.GetOwnValues().front());
 }
 
-void Set(RDecimator& module, const char* key, double real) {
-  ValueOf(module, key).SetValueNow(real);
-  ValueOf(module, key).ResetRamp();
-}
-
-struct Stereo {
-  std::vector<float> left = Noise(1), right = Noise(2);
-  std::vector<float> outLeft = std::vector<float>(kBlock), outRight = std::vector<float>(kBlock);
-  float* inputs[2] = {left.data(), right.data()};
-  float* outputs[2] = {outLeft.data(), outRight.data()};
-};
+void Set(RDecimator& module, const char* key, double real) { Settle(ValueOf(module, key), real); }
 
 void RunModule(benchmark::State& state, RDecimator& module, bool ramping) {
-  Stereo block;
-  int32_t round = 0;
-  for (auto _ : state) {
-    if (ramping) {
-      state.PauseTiming();
-      const double phase = 0.5 + 0.45 * std::sin(0.3 * ++round);
-      for (RValue* value : module.GetOwnValues()) {
-        if (!value->HasFlag(RValue::kNoRamp)) {
-          module.SetParameterEdited(RAudioPluginBase::kEndOfBlock, module.GetParameterIndexOf(value), phase);
-        }
+  RBlock block(2, 0.8f, 1);
+  RunBlocks(state, module, block, [&](int64_t index) {
+    if (!ramping) return;
+    state.PauseTiming();
+    const double phase = Phase(index);
+    for (RValue* value : module.GetOwnValues()) {
+      if (!value->HasFlag(RValue::kNoRamp)) {
+        module.SetParameterEdited(RAudioPluginBase::kEndOfBlock, module.GetParameterIndexOf(value), phase);
       }
-      state.ResumeTiming();
     }
-    module.ProcessCycle(block.inputs, block.outputs, kBlock, nullptr);
-    benchmark::DoNotOptimize(block.outLeft.data());
-  }
-  PerFrame(state, kBlock);
+    state.ResumeTiming();
+  });
 }
 
 void BM_Decimator_Typical(benchmark::State& state) {
   RDecimator module;
-  module.InitParameters();
-  module.SetHostFormat(kRate, kBlock, 2);
+  Prepare(module);
   Set(module, "Bits", 8.0);
   Set(module, "SampleRate", kRate / 4.0);
   RunModule(state, module, false);
@@ -81,8 +44,7 @@ BENCHMARK(BM_Decimator_Typical);
 
 void BM_Decimator_ProductSettings(benchmark::State& state) {
   RDecimator module;
-  module.InitParameters();
-  module.SetHostFormat(kRate, kBlock, 2);
+  Prepare(module);
   Set(module, "BitReduction", 0.0);
   RunModule(state, module, false);
 }
@@ -90,8 +52,7 @@ BENCHMARK(BM_Decimator_ProductSettings);
 
 void BM_Decimator_EveryStageRamping(benchmark::State& state) {
   RDecimator module;
-  module.InitParameters();
-  module.SetHostFormat(kRate, kBlock, 2);
+  Prepare(module);
   Set(module, "DryWet", 0.7);
   Set(module, "BitsWidth", 1.0);
   Set(module, "SampleRateWidth", 0.5);
@@ -106,16 +67,16 @@ void BM_Decimator_CoreStages(benchmark::State& state) {
   settings.rateStage = rate;
   settings.bits = {8.0};
   settings.sampleRate = {kRate / 4.0};
-  Stereo block;
+  RBlock block(2, 0.8f, 1);
   RDecimatorChannelState states[2];
   for (auto _ : state) {
     // The stages work in place: start each round from the same input.
-    block.outLeft = block.left;
-    block.outRight = block.right;
-    RunDecimatorCore(block.outputs, 2, kBlock, kRate, settings, states);
-    benchmark::DoNotOptimize(block.outLeft.data());
+    block.out[0] = block.in[0];
+    block.out[1] = block.in[1];
+    RunDecimatorCore(block.out.Pointers(), 2, kBlock, kRate, settings, states);
+    benchmark::DoNotOptimize(block.out[0].data());
   }
-  PerFrame(state, kBlock);
+  CountPerFrame(state);
 }
 BENCHMARK(BM_Decimator_CoreStages)->Args({1, 0})->Args({0, 1})->Args({1, 1});
 

@@ -3,40 +3,12 @@
 // with every stage engaged (shuffle, offsets, band-pass in the feedback, saturation,
 // ping-pong) with times and levels ramping each block, and a time kept gliding (tape) or
 // crossfading (modern) all the time.
-#include <benchmark/benchmark.h>
-
-#include <cmath>
-#include <random>
-#include <vector>
-
+#include "bench/modules/modulebench.h"
 #include "modules/echotaps/echotaps.h"
 
 namespace {
 
-constexpr int32_t kBlock = 512;
-constexpr double kRate = 48000.0;
-
-std::vector<float> Noise(uint32_t seed) {
-  std::mt19937 random(seed);
-  std::uniform_real_distribution<float> uniform(-0.8f, 0.8f);
-  std::vector<float> x(static_cast<size_t>(kBlock));
-  for (float& v : x) v = uniform(random);
-  return x;
-}
-
-void PerFrame(benchmark::State& state, int64_t framesPerIteration) {
-  state.SetItemsProcessed(int64_t(state.iterations()) * framesPerIteration);
-  state.counters["per_frame"] = benchmark::Counter(double(framesPerIteration),
-                                                   benchmark::Counter::kIsIterationInvariantRate |
-                                                       benchmark::Counter::kInvert);
-}
-
-struct Stereo {
-  std::vector<float> left = Noise(1), right = Noise(2);
-  std::vector<float> outLeft = std::vector<float>(kBlock), outRight = std::vector<float>(kBlock);
-  float* inputs[2] = {left.data(), right.data()};
-  float* outputs[2] = {outLeft.data(), outRight.data()};
-};
+using namespace modulebench;
 
 void Start(REchoTaps& m) {
   m.SetHostFormat(kRate, kBlock, 2);
@@ -49,12 +21,8 @@ void BM_EchoTaps_Typical(benchmark::State& state) {
   m.Tap(0).Delay().SetValueNow(0.375);
   m.Tap(0).Feedback().SetValueNow(0.5);
   Start(m);
-  Stereo io;
-  for (auto _ : state) {
-    m.ProcessCycle(io.inputs, io.outputs, kBlock, nullptr);
-    benchmark::DoNotOptimize(io.outLeft.data());
-  }
-  PerFrame(state, kBlock);
+  RBlock io(2, 0.8f, 1);
+  RunBlocks(state, m, io);
 }
 BENCHMARK(BM_EchoTaps_Typical);
 
@@ -79,16 +47,12 @@ void BM_EchoTaps_EveryStage(benchmark::State& state) {
   Start(m);
   const int32_t feedback = m.GetParameterIndexOf(&m.Tap(0).Feedback());
   const int32_t pan = m.GetParameterIndexOf(&m.Tap(1).Panorama());
-  Stereo io;
-  int64_t round = 0;
-  for (auto _ : state) {
-    const double phase = 0.5 + 0.4 * std::sin(double(round++) * 0.05);
+  RBlock io(2, 0.8f, 1);
+  RunBlocks(state, m, io, [&](int64_t index) {
+    const double phase = 0.5 + 0.4 * std::sin(double(index) * 0.05);
     m.ScheduleAutomationEvent(0, feedback, phase);
     m.ScheduleAutomationEvent(256, pan, phase);
-    m.ProcessCycle(io.inputs, io.outputs, kBlock, nullptr);
-    benchmark::DoNotOptimize(io.outLeft.data());
-  }
-  PerFrame(state, kBlock);
+  });
 }
 BENCHMARK(BM_EchoTaps_EveryStage);
 
@@ -100,14 +64,9 @@ void BM_EchoTaps_TimeMoving(benchmark::State& state) {
   m.Tap(0).Feedback().SetValueNow(0.5);
   m.Tap(0).AlgorithmValue().SetValueNow(int32_t(state.range(0)));
   Start(m);
-  Stereo io;
-  int64_t round = 0;
-  for (auto _ : state) {
-    m.Tap(0).Delay().SetValueNow(0.3 + 0.05 * double(round++ % 3));
-    m.ProcessCycle(io.inputs, io.outputs, kBlock, nullptr);
-    benchmark::DoNotOptimize(io.outLeft.data());
-  }
-  PerFrame(state, kBlock);
+  RBlock io(2, 0.8f, 1);
+  RunBlocks(state, m, io,
+            [&](int64_t index) { m.Tap(0).Delay().SetValueNow(0.3 + 0.05 * double(index % 3)); });
 }
 BENCHMARK(BM_EchoTaps_TimeMoving)->Arg(REchoTap::kTape)->Arg(REchoTap::kModern);
 

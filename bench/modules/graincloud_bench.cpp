@@ -1,39 +1,25 @@
 // GrainCloud per stereo frame through its processing cycle, 512-frame blocks at 48 kHz: a
 // typical voice (eight grains held, random pitch and panorama, 50 ms grains with full
 // cross-fade), the same with a pitch sequencer and a drawn transformation, eight grain streams
-// (four voices of two copies), and the most the module can be asked for: four voices of twenty copies holding 32 grains each, with delays.
-#include <benchmark/benchmark.h>
-
-#include <cmath>
-#include <vector>
-
+// (four voices of two copies), and the most the module can be asked for: four voices of
+// twenty copies holding 32 grains each, with delays.
+#include "bench/modules/modulebench.h"
 #include "modules/graincloud/graincloud.h"
 
 namespace {
 
-constexpr int32_t kBlock = 512;
-constexpr double kRate = 48000.0;
+using namespace modulebench;
 
 void Run(benchmark::State& state, RGrainCloud& module) {
-  module.InitParameters();
-  module.SetHostFormat(kRate, kBlock, 2);
-  std::vector<float> left(kBlock), right(kBlock), outLeft(kBlock), outRight(kBlock);
+  Prepare(module);
+  RBlock block(2, 2);
   for (int32_t i = 0; i < kBlock; ++i) {
-    left[size_t(i)] = 0.5f * float(std::sin(0.037 * i));
-    right[size_t(i)] = 0.5f * float(std::sin(0.051 * i));
+    block.in[0][size_t(i)] = 0.5f * float(std::sin(0.037 * i));
+    block.in[1][size_t(i)] = 0.5f * float(std::sin(0.051 * i));
   }
-  float* inputs[2] = {left.data(), right.data()};
-  float* outputs[2] = {outLeft.data(), outRight.data()};
   // Past the first grains, so that every copy plays.
-  for (int32_t i = 0; i < 50; ++i) module.ProcessCycle(inputs, outputs, kBlock, nullptr);
-  for (auto _ : state) {
-    module.ProcessCycle(inputs, outputs, kBlock, nullptr);
-    benchmark::DoNotOptimize(outLeft.data());
-  }
-  state.SetItemsProcessed(int64_t(state.iterations()) * kBlock);
-  // Seconds per frame: shown with an SI prefix, "n" is nanoseconds.
-  state.counters["per_frame"] = benchmark::Counter(double(kBlock), benchmark::Counter::kIsIterationInvariantRate |
-                                                                       benchmark::Counter::kInvert);
+  for (int32_t i = 0; i < 50; ++i) module.ProcessCycle(block.in.Pointers(), block.out.Pointers(), kBlock, nullptr);
+  RunBlocks(state, module, block);
 }
 
 void Typical(RGrainCloud& m) {

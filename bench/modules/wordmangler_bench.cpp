@@ -1,36 +1,18 @@
 // Cost of the word mangler per stereo frame over 512-frame blocks through its cycle: the
 // product's setting (side-chain, 16 bits, Replace with 8 switches, low-pass off), every
 // operation at once, and the product's bank of 16 manglers fed the same A and B.
-#include <benchmark/benchmark.h>
-
 #include <memory>
-#include <random>
 #include <vector>
 
+#include "bench/modules/modulebench.h"
 #include "modules/wordmangler/wordmangler.h"
 
 namespace {
 
-constexpr int32_t kBlock = 512;
-
-std::vector<float> Noise(uint32_t seed) {
-  std::mt19937 random(seed);
-  std::uniform_real_distribution<float> uniform(-1.0f, 1.0f);
-  std::vector<float> x(static_cast<size_t>(kBlock));
-  for (float& v : x) v = uniform(random);
-  return x;
-}
+using namespace modulebench;
 
 // A and B, stereo, as the cycle takes them: main bus then side-chain bus.
-struct Inputs {
-  std::vector<float> channels[4] = {Noise(1), Noise(2), Noise(3), Noise(4)};
-  float* pointers[4] = {channels[0].data(), channels[1].data(), channels[2].data(), channels[3].data()};
-};
-
-struct Outputs {
-  std::vector<float> left = std::vector<float>(size_t(kBlock)), right = std::vector<float>(size_t(kBlock));
-  float* pointers[2] = {left.data(), right.data()};
-};
+RChannels Inputs() { return RChannels(4, 1.0f, 1); }
 
 // The product's slots: side-chain, 16 bits, low-pass off, XOR off and Replace with the
 // lowest `switches` bits taken from B.
@@ -47,25 +29,18 @@ std::unique_ptr<RWordMangler> MakeProductSlot(int32_t switches) {
   return m;
 }
 
-void PerFrame(benchmark::State& state, int64_t framesPerIteration) {
-  state.SetItemsProcessed(int64_t(state.iterations()) * framesPerIteration);
-  // Shown as time per stereo frame.
-  state.counters["per_frame"] = benchmark::Counter(double(framesPerIteration),
-                                                   benchmark::Counter::kIsIterationInvariantRate |
-                                                       benchmark::Counter::kInvert);
-}
-
 void Run(benchmark::State& state, std::vector<std::unique_ptr<RWordMangler>>& bank) {
-  Inputs in;
-  std::vector<Outputs> outs(bank.size());
-  for (auto& m : bank) m->SetHostFormat(48000.0, kBlock, 2, 2, 1);
+  RChannels in = Inputs();
+  std::vector<RChannels> outs;
+  for (size_t k = 0; k < bank.size(); ++k) outs.emplace_back(2);
+  for (auto& m : bank) m->SetHostFormat(kRate, kBlock, 2, 2, 1);
   for (auto _ : state) {
     for (size_t k = 0; k < bank.size(); ++k) {
-      bank[k]->ProcessCycle(in.pointers, outs[k].pointers, kBlock, nullptr);
-      benchmark::DoNotOptimize(outs[k].left.data());
+      bank[k]->ProcessCycle(in.Pointers(), outs[k].Pointers(), kBlock, nullptr);
+      benchmark::DoNotOptimize(outs[k][0].data());
     }
   }
-  PerFrame(state, kBlock);
+  CountPerFrame(state);
 }
 
 void BM_WordMangler_Product(benchmark::State& state) {
@@ -79,17 +54,17 @@ BENCHMARK(BM_WordMangler_Product);
 // a band engine pays per band.
 void BM_WordMangler_ProductBand(benchmark::State& state) {
   auto m = MakeProductSlot(8);
-  m->SetHostFormat(48000.0, kBlock, 2, 2, 1);
-  Inputs in;
-  Outputs out;
-  const float* main[2] = {in.pointers[0], in.pointers[1]};
-  const float* side[2] = {in.pointers[2], in.pointers[3]};
+  m->SetHostFormat(kRate, kBlock, 2, 2, 1);
+  RChannels in = Inputs();
+  RChannels out(2);
+  const float* main[2] = {in[0].data(), in[1].data()};
+  const float* side[2] = {in[2].data(), in[3].data()};
   for (auto _ : state) {
     m->PrepareBands(kBlock);
-    m->ProcessBand(*m->GetState(), main, side, out.pointers, kBlock);
-    benchmark::DoNotOptimize(out.left.data());
+    m->ProcessBand(*m->GetState(), main, side, out.Pointers(), kBlock);
+    benchmark::DoNotOptimize(out[0].data());
   }
-  PerFrame(state, kBlock);
+  CountPerFrame(state);
 }
 BENCHMARK(BM_WordMangler_ProductBand);
 
