@@ -9,10 +9,6 @@
 #include <vector>
 
 #include "base/tagitem.h"
-#include "graph/audiopluginmodular.h"
-#include "graph/moduleregistry.h"
-#include "graph/nestedgraph.h"
-#include "graph/pluginslot.h"
 #include "modules/transferbender/transferbender.h"
 #include "tests/modules/blend/modulehost.h"
 #include "tests/modules/warmthstage/shapertest.h"
@@ -20,13 +16,6 @@
 using namespace shapertest;
 
 namespace {
-
-double FromDecibels(double decibels) { return std::pow(10.0, decibels / 20.0); }
-
-void Settle(RRangedValue& value, double real) {
-  value.SetValueNow(real);
-  value.MarkRampDone();
-}
 
 struct Rig {
   RAwake<RTransferBender> bender;
@@ -169,21 +158,9 @@ TEST(TransferBenderInGraph, OutputGainIsReachedByItsFullNameInASlotNamedClip) {
   RegisterTransferBender();
   for (double rate : {44100.0, 48000.0, 88200.0, 96000.0, 192000.0}) {
     SCOPED_TRACE(rate);
-    RAudioPlugin::Options options;
-    options.sleep = false;
-    RAudioPluginModular graph(RString("Graph"), 6, false, options);
-    graph.SetHostFormat(rate, 256, 2, 1, 1);
-    const PluginDescriptor* row = graph.FindDescriptor(RString("TBender"));
-    ASSERT_NE(row, nullptr);
-    EXPECT_EQ(row->Category, RString("Distortion"));
-    std::unique_ptr<RAudioPlugin> module = row->Creator(graph);
-    auto* bender = dynamic_cast<RTransferBender*>(module.get());
+    RAudioPluginModular graph(RString("Graph"), 6, false, Awake());
+    auto* bender = PlaceAlone<RTransferBender>(graph, rate, "TBender", "Distortion", "Clip");
     ASSERT_NE(bender, nullptr);
-    module->InitParameters();
-    graph.PlaceSlot(std::make_unique<RPluginSlot>(graph, *row, std::move(module), 0, 0, RString("Clip")));
-    graph.Setup();
-    graph.RebuildProcessors(true);
-    RefreshParameterTables(graph);
 
     const int32_t index = graph.GetParameterIndex(RString("Clip - Output gain"));
     ASSERT_GE(index, 0);

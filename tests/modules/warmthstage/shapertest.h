@@ -1,11 +1,19 @@
 #pragma once
 // Shared by the saturator and clipper tests: a module fed one long signal in blocks, sines,
-// levels, and a spectrum split into the signal's harmonics and everything else (aliases).
+// levels, a spectrum split into the signal's harmonics and everything else (aliases), and the
+// module alone in a slot of a graph.
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
+#include "graph/audiopluginmodular.h"
+#include "graph/moduleregistry.h"
+#include "graph/nestedgraph.h"
+#include "graph/pluginslot.h"
 #include "kernel/audioplugin.h"
 
 namespace shapertest {
@@ -44,6 +52,48 @@ inline double Mean(const std::vector<float>& x, size_t first, size_t count) {
 }
 
 inline double Decibels(double ratio) { return 20.0 * std::log10(ratio); }
+
+inline double FromDecibels(double decibels) { return std::pow(10.0, decibels / 20.0); }
+
+// Sets a value with its glide already over.
+inline void Settle(RRangedValue& value, double real) {
+  value.SetValueNow(real);
+  value.MarkRampDone();
+}
+
+// Graph options that keep silence from putting slots to sleep.
+inline RAudioPlugin::Options Awake() {
+  RAudioPlugin::Options options;
+  options.sleep = false;
+  return options;
+}
+
+// Sets `graph` up at `rate` (stereo, 256-frame blocks) with the registered module `type` of
+// `category` in its first slot under `slotName`, parameter tables refreshed, the way a host's
+// graph holds it. Returns the module, or null after a failure when it cannot be placed.
+template <class Module>
+Module* PlaceAlone(RAudioPluginModular& graph, double rate, const char* type, const char* category,
+                   const char* slotName) {
+  graph.SetHostFormat(rate, 256, 2, 1, 1);
+  const PluginDescriptor* row = graph.FindDescriptor(RString::FromUTF8(type));
+  if (row == nullptr) {
+    ADD_FAILURE() << type << " is not registered";
+    return nullptr;
+  }
+  EXPECT_EQ(row->Category, RString::FromUTF8(category));
+  std::unique_ptr<RAudioPlugin> module = row->Creator(graph);
+  auto* typed = dynamic_cast<Module*>(module.get());
+  if (typed == nullptr) {
+    ADD_FAILURE() << type << " creates a module of another class";
+    return nullptr;
+  }
+  module->InitParameters();
+  graph.PlaceSlot(std::make_unique<RPluginSlot>(graph, *row, std::move(module), 0, 0, RString::FromUTF8(slotName)));
+  graph.Setup();
+  graph.RebuildProcessors(true);
+  RefreshParameterTables(graph);
+  return typed;
+}
 
 // Power in each bin of a window of n samples from first (n a whole number of the signal's
 // periods, so that every harmonic sits on a bin).

@@ -8,10 +8,6 @@
 #include <vector>
 
 #include "base/tagitem.h"
-#include "graph/audiopluginmodular.h"
-#include "graph/moduleregistry.h"
-#include "graph/nestedgraph.h"
-#include "graph/pluginslot.h"
 #include "modules/warmthstage/warmthstage.h"
 #include "tests/modules/blend/modulehost.h"
 #include "tests/modules/warmthstage/shapertest.h"
@@ -19,13 +15,6 @@
 using namespace shapertest;
 
 namespace {
-
-double FromDecibels(double decibels) { return std::pow(10.0, decibels / 20.0); }
-
-void Settle(RRangedValue& value, double real) {
-  value.SetValueNow(real);
-  value.MarkRampDone();
-}
 
 struct Rig {
   RAwake<RWarmthStage> stage;
@@ -196,21 +185,9 @@ TEST(WarmthStageInGraph, ASlotSaturatesItsLaneLevelMatchedAtEveryRate) {
   RegisterWarmthStage();
   for (double rate : {44100.0, 48000.0, 88200.0, 96000.0, 192000.0}) {
     SCOPED_TRACE(rate);
-    RAudioPlugin::Options options;
-    options.sleep = false;
-    RAudioPluginModular graph(RString("Graph"), 6, false, options);
-    graph.SetHostFormat(rate, 256, 2, 1, 1);
-    const PluginDescriptor* row = graph.FindDescriptor(RString("WarmthStage"));
-    ASSERT_NE(row, nullptr);
-    EXPECT_EQ(row->Category, RString("Distortion"));
-    std::unique_ptr<RAudioPlugin> module = row->Creator(graph);
-    auto* stage = dynamic_cast<RWarmthStage*>(module.get());
+    RAudioPluginModular graph(RString("Graph"), 6, false, Awake());
+    auto* stage = PlaceAlone<RWarmthStage>(graph, rate, "WarmthStage", "Distortion", "Saturator 1");
     ASSERT_NE(stage, nullptr);
-    module->InitParameters();
-    graph.PlaceSlot(std::make_unique<RPluginSlot>(graph, *row, std::move(module), 0, 0, RString("Saturator 1")));
-    graph.Setup();
-    graph.RebuildProcessors(true);
-    RefreshParameterTables(graph);
     const int32_t drive = graph.GetParameterIndex(RString("Saturator 1 - Drive"));
     ASSERT_GE(drive, 0);
     EXPECT_EQ(graph.GetParameterValue(drive), &stage->GetDrive());
