@@ -1,18 +1,9 @@
 #include "modules/dsp/delayline.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
 namespace {
-
-// The smallest power of two above n, at least 2: the ring always holds the delay plus the
-// sample being written.
-int32_t RingSizeFor(int32_t n) {
-  int32_t size = 2;
-  while (size <= n) size <<= 1;
-  return size;
-}
 
 // Below this length the per-sample loop beats chunked copies of that length.
 constexpr int32_t kShortDelay = 17;
@@ -21,99 +12,47 @@ constexpr int32_t kInPlaceChunk = 256;
 
 } // namespace
 
-void RDelayLine::Reserve(int32_t maxDelay) { Allocate(RingSizeFor(std::max(maxDelay, 1))); }
+void RDelayLine::Reserve(int32_t maxDelay) {
+  Allocate(RGlideRing::RingSizeFor(std::max(maxDelay, 1)), glide_.GetRingSize());
+}
 
-void RDelayLine::Allocate(int32_t ringSize) {
+void RDelayLine::Allocate(int32_t ringSize, int32_t keep) {
   if (ringSize <= capacity_) return;
   auto grown = std::make_unique<float[]>(size_t(ringSize));  // zeroed
-  if (ringSize_ > 0) std::memcpy(grown.get(), buffer_.get(), size_t(ringSize_) * sizeof(float));
+  if (keep > 0) std::memcpy(grown.get(), buffer_.get(), size_t(keep) * sizeof(float));
   buffer_ = std::move(grown);
   capacity_ = ringSize;
 }
 
 void RDelayLine::Clear() noexcept {
   if (buffer_) std::fill(buffer_.get(), buffer_.get() + capacity_, 0.0f);
-  if (glideLeft_ > 0) {
-    readIndex_ = (writeIndex_ - delay_) & (ringSize_ - 1);
-    glideLeft_ = 0;
-  }
+  if (glide_.IsGliding()) glide_.JumpTo(glide_.GetDelay(), cursor_);
 }
 
-void RDelayLine::Grow(int32_t ringSize) {
-  // Sample k behind the write index (k = 1..old size) moves to ringSize - k and the write
-  // index to 0, so every distance stays; the new older part is silence. The new size is at
-  // least twice the old, so the moved samples land above the old ring and never overlap it.
-  Allocate(ringSize);
-  float* ring = buffer_.get();
-  const int32_t oldSize = ringSize_;
-  const int32_t newest = writeIndex_;  // [newest, oldSize) is the older part, [0, newest) the newer
-  std::memcpy(ring + ringSize - oldSize, ring + newest, size_t(oldSize - newest) * sizeof(float));
-  std::memcpy(ring + ringSize - newest, ring, size_t(newest) * sizeof(float));
-  std::fill(ring, ring + ringSize - oldSize, 0.0f);
-  const auto moved = [&](double position) {
-    double distance = double(newest) - position;
-    if (distance <= 0.0) distance += oldSize;
-    return double(ringSize) - distance;
-  };
-  readIndex_ = int32_t(moved(readIndex_)) & (ringSize - 1);
-  if (glideLeft_ > 0) readPosition_ = std::fmod(moved(readPosition_), double(ringSize));
-  writeIndex_ = 0;
-  ringSize_ = ringSize;
-}
+void RDelayLine::SetDelay(int32_t n) { Apply(glide_.SetDelay(n, cursor_)); }
 
-void RDelayLine::SetDelay(int32_t n) {
-  if (n < 1) {
-    delay_ = ringSize_ = readIndex_ = writeIndex_ = glideLeft_ = 0;
-    return;
+void RDelayLine::Apply(const RRingChange& change) {
+  if (change.growth) {
+    Allocate(change.growth.newSize, change.growth.oldSize);
+    change.growth.MoveSamples(buffer_.get());
   }
-  if (n == delay_) return;
-  if (delay_ == 0) {
-    Allocate(RingSizeFor(n));
-    ringSize_ = RingSizeFor(n);
-    std::fill(buffer_.get(), buffer_.get() + ringSize_, 0.0f);
-    readIndex_ = 0;
-    writeIndex_ = n;
-    glideLeft_ = 0;
-    delay_ = n;
-    return;
+  if (change.kind == RRingChange::kStart) {
+    Allocate(change.ringSize, 0);
+    std::fill(buffer_.get(), buffer_.get() + change.ringSize, 0.0f);
+  } else if (change.kind == RRingChange::kFill) {
+    std::fill(buffer_.get(), buffer_.get() + change.ringSize, buffer_[size_t(change.newest)]);
   }
-  if (n > delay_ && n >= ringSize_) {
-    Grow(RingSizeFor(n));
-  }
-  const int32_t mask = ringSize_ - 1;
-  if (glideLeft_ > 0) {
-    // The distance in effect right now; a new glide starts from it.
-    const double inEffect = std::fmod(double(ringSize_) - readPosition_ + double(writeIndex_), double(ringSize_));
-    if (inEffect > 2.0) {
-      readSpeed_ = inEffect / double(n);
-      glideLeft_ = n;
-      delay_ = n;
-      return;
-    }
-  } else if (delay_ >= 3) {
-    readPosition_ = double(readIndex_);
-    readSpeed_ = double(delay_) / double(n);
-    glideLeft_ = n;
-    delay_ = n;
-    return;
-  }
-  // Too short to glide over: hold the newest sample everywhere and jump.
-  const float newest = buffer_[size_t((writeIndex_ - 1) & mask)];
-  std::fill(buffer_.get(), buffer_.get() + ringSize_, newest);
-  readIndex_ = (writeIndex_ - n) & mask;
-  glideLeft_ = 0;
-  delay_ = n;
 }
 
 void RDelayLine::Process(const float* source, float* destination, int32_t count) noexcept {
   if (count <= 0) return;
-  if (delay_ == 0) {
+  if (glide_.GetDelay() == 0) {
     if (source != destination) std::memmove(destination, source, size_t(count) * sizeof(float));
     return;
   }
   int32_t done = 0;
-  if (glideLeft_ > 0) {
-    done = std::min(count, glideLeft_);
+  if (glide_.IsGliding()) {
+    done = std::min(count, glide_.GlideLeft());
     ProcessGlide(source, destination, done);
   }
   if (done < count) ProcessFixed(source + done, destination + done, count - done);
@@ -121,10 +60,11 @@ void RDelayLine::Process(const float* source, float* destination, int32_t count)
 
 void RDelayLine::ProcessGlide(const float* source, float* destination, int32_t count) noexcept {
   float* ring = buffer_.get();
-  const int32_t mask = ringSize_ - 1;
-  const auto size = double(ringSize_);
-  double position = readPosition_;
-  int32_t write = writeIndex_;
+  const int32_t mask = cursor_.mask;
+  const double size = cursor_.size;
+  const double speed = cursor_.speed;
+  double position = cursor_.position;
+  int32_t write = cursor_.write;
   for (int32_t i = 0; i < count; ++i) {
     const auto index = int32_t(position);
     const double fraction = position - double(index);
@@ -132,34 +72,34 @@ void RDelayLine::ProcessGlide(const float* source, float* destination, int32_t c
     const float b = ring[(index + 1) & mask];
     const float x = source[i];  // read before the write, for in-place use
     destination[i] = float(a + (b - a) * fraction);
-    position += readSpeed_;
+    position += speed;
     if (position >= size) position -= size;
     ring[write] = x;
     write = (write + 1) & mask;
   }
-  readPosition_ = position;
-  writeIndex_ = write;
-  glideLeft_ -= count;
-  if (glideLeft_ == 0) readIndex_ = int32_t(std::lround(position)) & mask;
+  cursor_.position = position;
+  cursor_.write = write;
+  glide_.AdvanceGlide(count, cursor_);
 }
 
 void RDelayLine::ReadRing(int32_t index, float* destination, int32_t count) const noexcept {
-  const int32_t first = std::min(count, ringSize_ - index);
+  const int32_t first = std::min(count, glide_.GetRingSize() - index);
   std::memcpy(destination, buffer_.get() + index, size_t(first) * sizeof(float));
   std::memcpy(destination + first, buffer_.get(), size_t(count - first) * sizeof(float));
 }
 
 void RDelayLine::WriteRing(int32_t index, const float* source, int32_t count) noexcept {
-  const int32_t first = std::min(count, ringSize_ - index);
+  const int32_t first = std::min(count, glide_.GetRingSize() - index);
   std::memcpy(buffer_.get() + index, source, size_t(first) * sizeof(float));
   std::memcpy(buffer_.get(), source + first, size_t(count - first) * sizeof(float));
 }
 
 void RDelayLine::ProcessFixed(const float* source, float* destination, int32_t count) noexcept {
-  const int32_t mask = ringSize_ - 1;
-  if (delay_ < kShortDelay) {
+  const int32_t mask = cursor_.mask;
+  const int32_t delay = glide_.GetDelay();
+  if (delay < kShortDelay) {
     float* ring = buffer_.get();
-    int32_t read = readIndex_, write = writeIndex_;
+    int32_t read = cursor_.read, write = cursor_.write;
     for (int32_t i = 0; i < count; ++i) {
       const float x = source[i];
       destination[i] = ring[read];
@@ -167,15 +107,15 @@ void RDelayLine::ProcessFixed(const float* source, float* destination, int32_t c
       read = (read + 1) & mask;
       write = (write + 1) & mask;
     }
-    readIndex_ = read;
-    writeIndex_ = write;
+    cursor_.read = read;
+    cursor_.write = write;
     return;
   }
   // A chunk no longer than the delay reads only samples written before the chunk, so all of
   // its reads may come before all of its writes. In place, the source is kept on the stack.
   const bool inPlace = source == destination;
   float kept[kInPlaceChunk];
-  const int32_t chunk = inPlace ? std::min(delay_, kInPlaceChunk) : delay_;
+  const int32_t chunk = inPlace ? std::min(delay, kInPlaceChunk) : delay;
   for (int32_t done = 0; done < count;) {
     const int32_t n = std::min(chunk, count - done);
     const float* from = source + done;
@@ -183,10 +123,10 @@ void RDelayLine::ProcessFixed(const float* source, float* destination, int32_t c
       std::memcpy(kept, from, size_t(n) * sizeof(float));
       from = kept;
     }
-    ReadRing(readIndex_, destination + done, n);
-    WriteRing(writeIndex_, from, n);
-    readIndex_ = (readIndex_ + n) & mask;
-    writeIndex_ = (writeIndex_ + n) & mask;
+    ReadRing(cursor_.read, destination + done, n);
+    WriteRing(cursor_.write, from, n);
+    cursor_.read = (cursor_.read + n) & mask;
+    cursor_.write = (cursor_.write + n) & mask;
     done += n;
   }
 }

@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "modules/dsp/glidering.h"
+
 class RDelayLine {
 public:
   // Makes room for delays up to maxDelay samples, so that SetDelay never allocates below it.
@@ -24,18 +26,17 @@ public:
   // was shorter than 3 samples (or the read point is that close) the ring is filled with the
   // newest sample instead, since there is nothing to glide over.
   void SetDelay(int32_t samples);
-  int32_t GetDelay() const noexcept { return delay_; }
-  bool IsGliding() const noexcept { return glideLeft_ > 0; }
+  int32_t GetDelay() const noexcept { return glide_.GetDelay(); }
+  bool IsGliding() const noexcept { return glide_.IsGliding(); }
 
   // source and destination may be the same buffer.
   void Process(const float* source, float* destination, int32_t count) noexcept;
 
 private:
-  // The ring grows to ringSize (at least twice its size), keeping the samples at their
-  // distances behind the write index; allocates only beyond the capacity.
-  void Grow(int32_t ringSize);
-  // At least ringSize samples of storage, keeping the present ring.
-  void Allocate(int32_t ringSize);
+  // At least ringSize samples of storage, keeping the first keep samples.
+  void Allocate(int32_t ringSize, int32_t keep);
+  // Does to the ring what a change of length asks.
+  void Apply(const RRingChange& change);
   void ProcessGlide(const float* source, float* destination, int32_t count) noexcept;
   void ProcessFixed(const float* source, float* destination, int32_t count) noexcept;
   // count samples from the ring at index, wrapped, and the other way.
@@ -44,11 +45,6 @@ private:
 
   std::unique_ptr<float[]> buffer_;
   int32_t capacity_ = 0;  // samples allocated
-  int32_t delay_ = 0;     // 0: a plain copy
-  int32_t ringSize_ = 0;  // a power of two above the delay, or 0
-  int32_t writeIndex_ = 0;
-  int32_t readIndex_ = 0;
-  double readPosition_ = 0.0;  // the read point while gliding
-  double readSpeed_ = 0.0;
-  int32_t glideLeft_ = 0;
+  RGlideRing glide_;
+  RRingCursor cursor_;
 };

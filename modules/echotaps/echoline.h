@@ -19,16 +19,12 @@
 #include <memory>
 #include <vector>
 
+#include "modules/dsp/glidering.h"
+
 // What a kernel needs of a line while it runs: indices and the state of the motion. A line
 // that doesn't move still has a valid glide (speed 1 at the read index) and fade (weight 1 on
 // the read index), so a kernel may read it in any form and get exactly ring[read].
-struct REchoCursor {
-  int32_t mask = 0;
-  int32_t read = 0;
-  int32_t write = 0;
-  double position = 0.0;  // glide: the fractional read point
-  double speed = 1.0;
-  double size = 0.0;      // ring size, for the position's wrap
+struct REchoCursor : RRingCursor {
   int32_t fadeRead = 0;   // fade: the read point faded out
   float fade = 1.0f;      // weight of the read point at read
   float fadeStep = 0.0f;
@@ -54,8 +50,8 @@ public:
   // A change during a crossfade waits for it to end and then fades on from there.
   void SetDelayFade(int32_t samples, int32_t fadeLength);
 
-  int32_t GetDelay() const noexcept { return delay_; }
-  Motion GetMotion() const noexcept { return glideLeft_ > 0 ? kGlide : fadeLeft_ > 0 ? kFade : kStill; }
+  int32_t GetDelay() const noexcept { return glide_.GetDelay(); }
+  Motion GetMotion() const noexcept { return glide_.IsGliding() ? kGlide : fadeLeft_ > 0 ? kFade : kStill; }
   // Samples until the running motion ends; a large number when still.
   int32_t MotionLeft() const noexcept;
 
@@ -66,11 +62,10 @@ public:
   void Advance(int32_t count, Motion form);
 
 private:
-  void Allocate(int32_t ringSize);
-  // Grows every ring to ringSize, keeping each sample at its distance behind the write index.
-  void Grow(int32_t ringSize);
-  // The line starts at n samples over silent rings.
-  void Start(int32_t n);
+  // At least ringSize samples of storage in every ring, keeping the first keep samples.
+  void Allocate(int32_t ringSize, int32_t keep);
+  // Moves every ring's samples the same way; the fade's read point moves with them.
+  void Grow(const RRingGrowth& growth);
   void StartFade(int32_t n);
   void MakeCopy() noexcept;
   // The still forms of the cursor at the present read index.
@@ -79,9 +74,7 @@ private:
   std::vector<std::unique_ptr<float[]>> rings_;
   std::vector<float*> ringPointers_;
   int32_t capacity_ = 0;
-  int32_t ringSize_ = 0;
-  int32_t delay_ = 0;  // 0: a copy
-  int32_t glideLeft_ = 0;
+  RGlideRing glide_;
   int32_t fadeLeft_ = 0;
   int32_t fadeLength_ = 0;
   int32_t pendingDelay_ = 0;  // 0: none waits

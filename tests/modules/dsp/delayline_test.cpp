@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "modules/dsp/delayline.h"
+#include "modules/dsp/glidering.h"
 #include "tests/modules/dsp/dsptestsignals.h"
 
 namespace {
@@ -126,4 +127,52 @@ TEST(DelayLine, AShortLineJumpsFilledWithTheNewestSample) {
   line.Process(x.data() + 500, y.data() + 500, 500);
   for (size_t i = 500; i < 600; ++i) ASSERT_EQ(y[i], x[499]) << i;
   for (size_t i = 600; i < 1000; ++i) ASSERT_EQ(y[i], x[i - 100]) << i;
+}
+
+// The index side on its own, driven as an owner with two rings in lockstep drives it: a growth
+// mid-glide keeps every sample of every ring and the fractional read point at their distances
+// behind the write index, and a change too short to glide points the fill at the newest sample.
+TEST(GlideRing, GrowthKeepsEveryRingAndTheReadPointAtTheirDistances) {
+  RGlideRing glide;
+  RRingCursor cursor;
+  std::vector<float> rings[2] = {std::vector<float>(64), std::vector<float>(64)};
+  ASSERT_EQ(glide.SetDelay(5, cursor).kind, RRingChange::kStart);
+  ASSERT_EQ(glide.GetRingSize(), 8);
+  // Step the write index to 3, then mark every slot with its distance behind it (ring 1 negated).
+  for (int32_t i = 0; i < 6; ++i) cursor.write = (cursor.write + 1) & cursor.mask;
+  ASSERT_EQ(cursor.write, 3);
+  for (int32_t k = 1; k <= 8; ++k) {
+    rings[0][size_t((3 - k) & 7)] = float(k);
+    rings[1][size_t((3 - k) & 7)] = -float(k);
+  }
+  const RRingChange glideChange = glide.SetDelay(6, cursor);
+  ASSERT_EQ(glideChange.kind, RRingChange::kGlide);
+  EXPECT_FALSE(glideChange.growth);
+  cursor.position += 0.25;  // part of a step into the glide
+  const double distanceBefore = std::fmod(8.0 - cursor.position + cursor.write, 8.0);
+
+  const RRingChange grown = glide.SetDelay(20, cursor);
+  ASSERT_EQ(grown.kind, RRingChange::kGlide);
+  ASSERT_TRUE(grown.growth);
+  ASSERT_EQ(grown.ringSize, 32);
+  for (auto& ring : rings) grown.growth.MoveSamples(ring.data());
+  for (int32_t k = 1; k <= 32; ++k) {
+    const auto slot = size_t((cursor.write - k) & cursor.mask);
+    EXPECT_EQ(rings[0][slot], k <= 8 ? float(k) : 0.0f) << "distance " << k;
+    EXPECT_EQ(rings[1][slot], k <= 8 ? -float(k) : 0.0f) << "distance " << k;
+  }
+  EXPECT_EQ(cursor.size, 32.0);
+  EXPECT_DOUBLE_EQ(std::fmod(32.0 - cursor.position + cursor.write, 32.0), distanceBefore);
+  EXPECT_TRUE(glide.IsGliding());
+  EXPECT_EQ(glide.GlideLeft(), 20);
+
+  // Close to the write index there is nothing to glide over: the read index jumps and the fill
+  // takes the newest sample, which after the growth sits just below the write index.
+  cursor.position = double((cursor.write - 1) & cursor.mask);
+  const RRingChange fill = glide.SetDelay(7, cursor);
+  ASSERT_EQ(fill.kind, RRingChange::kFill);
+  EXPECT_EQ(rings[0][size_t(fill.newest)], 1.0f);
+  EXPECT_FALSE(glide.IsGliding());
+  EXPECT_EQ((cursor.write - cursor.read) & cursor.mask, 7);
+  EXPECT_EQ(cursor.position, double(cursor.read));
 }
