@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# make demo: renders a generated test signal through the plug-in into build/demo.wav, after a
-# short look at the stored forms the tool reads and writes.
+# make demo: after a short look at the stored forms the tool reads and writes, renders a
+# generated test signal through the plug-in into build/demo.wav, and a sweep through a chain
+# of modules into build/demo-modules.wav.
 set -euo pipefail
 build="${1:-build}"
 quillon="$build/tools/quillon"
@@ -25,3 +26,10 @@ echo
 echo "== rendering 4 s of a 440 Hz sine, bypass automated on at 1.5 s and off at 3 s"
 "$quillon" render --generate sine:440:4 "$build/demo.wav" --quiet \
   --automate Bypass=On,1.5 --automate Bypass=Off,3.0
+
+echo
+echo "== the same tool on a chain of modules: a sweep through 6-bit words, a 375 ms echo"
+echo "   and a 6 kHz low-pass (resources/demo/module-chain.xml), into $build/demo-modules.wav"
+"$quillon" render --generate sweep:4 "$build/demo-modules.wav" --quiet \
+  --state resources/demo/module-chain.xml \
+  --set "Crush - Bits=6" --set "Echo - Delay=375" --set "Echo - Feedback=50%" --set "Filter - Low-pass=6 kHz"
