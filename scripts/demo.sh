@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # make demo: after a short look at the stored forms the tool reads and writes, renders a
-# generated test signal through the plug-in into build/demo.wav, and a sweep through a chain
-# of modules into build/demo-modules.wav.
+# generated test signal through the plug-in into build/demo.wav, and a drum pattern through a
+# chain of modules into build/demo-modules.wav.
 set -euo pipefail
 build="${1:-build}"
 quillon="$build/tools/quillon"
@@ -28,8 +28,8 @@ echo "== rendering 4 s of a 440 Hz sine, bypass automated on at 1.5 s and off at
   --automate Bypass=On,1.5 --automate Bypass=Off,3.0
 
 echo
-echo "== the same tool on a chain of modules: a sweep through 6-bit words, a 375 ms echo"
+echo "== the same tool on a chain of modules: a drum pattern through 6-bit words, a 375 ms echo"
 echo "   and a 6 kHz low-pass (resources/demo/module-chain.xml), into $build/demo-modules.wav"
-"$quillon" render --generate sweep:4 "$build/demo-modules.wav" --quiet \
+"$quillon" render --generate drums:8 "$build/demo-modules.wav" --quiet \
   --state resources/demo/module-chain.xml \
   --set "Crush - Bits=6" --set "Echo - Delay=375" --set "Echo - Feedback=50%" --set "Filter - Low-pass=6 kHz"

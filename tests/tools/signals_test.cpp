@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "tools/quillon/commands.h"
@@ -26,6 +27,9 @@ TEST(SignalTextTest, NamesFrequenciesAndLengthsAreRead) {
   EXPECT_EQ(0.25, ParseSignal("noise:0.25").seconds);
   EXPECT_EQ(RSignalSpec::kSweep, ParseSignal("sweep:3").kind);
   EXPECT_EQ(RSignalSpec::kImpulse, ParseSignal("impulse:1").kind);
+  EXPECT_EQ(RSignalSpec::kDrums, ParseSignal("drums:3").kind);
+  EXPECT_EQ(3.0, ParseSignal("drums:3").seconds);
+  EXPECT_EQ(RSignalSpec::kChord, ParseSignal("chord").kind);
 }
 
 TEST(SignalTextTest, MalformedTextsAreRefused) {
@@ -116,6 +120,58 @@ TEST(SignalAudioTest, SilenceAndImpulseHoldWhatTheirNamesSay) {
     std::vector<float> rest(channel.begin() + 1, channel.end());
     EXPECT_EQ(0.0f, Peak(rest));
   }
+}
+
+// Root mean square of samples [from, to) seconds.
+double Rms(const std::vector<float>& samples, double rate, double from, double to) {
+  const size_t begin = size_t(from * rate), end = std::min(samples.size(), size_t(to * rate));
+  double sum = 0.0;
+  for (size_t i = begin; i < end; ++i) sum += double(samples[i]) * samples[i];
+  return end > begin ? std::sqrt(sum / double(end - begin)) : 0.0;
+}
+
+// Level of one frequency in samples (Goertzel over the whole signal), relative to a full sine.
+double Level(const std::vector<float>& samples, double rate, double hz) {
+  const double w = 2.0 * M_PI * hz / rate;
+  double s1 = 0.0, s2 = 0.0;
+  for (float x : samples) {
+    const double s0 = double(x) + 2.0 * std::cos(w) * s1 - s2;
+    s2 = s1;
+    s1 = s0;
+  }
+  const double power = s1 * s1 + s2 * s2 - 2.0 * std::cos(w) * s1 * s2;
+  return 2.0 * std::sqrt(std::max(power, 0.0)) / double(samples.size());
+}
+
+TEST(SignalAudioTest, DrumsHitOnTheGridAtTheirLevelAndTheSameEveryTime) {
+  RAudioData drums = GenerateSignal(ParseSignal("drums:4"), 48000.0);
+  EXPECT_EQ(drums.channels, GenerateSignal(ParseSignal("drums:4"), 48000.0).channels);
+  const std::vector<float>& left = drums.channels[0];
+  EXPECT_NEAR(0.5f, std::max(Peak(drums.channels[0]), Peak(drums.channels[1])), 1e-6f);
+  // The second bar's kick at 2 s and snare at 2.5 s stand out of what rings before them.
+  EXPECT_GT(Rms(left, 48000.0, 2.0, 2.05), 4.0 * Rms(left, 48000.0, 1.93, 1.98));
+  EXPECT_GT(Rms(left, 48000.0, 2.5, 2.55), 2.0 * Rms(left, 48000.0, 2.43, 2.48));
+  // The kick's body is low: far more at 60 Hz than at 1 kHz's neighbour 1.1 kHz.
+  EXPECT_GT(Level(left, 48000.0, 60.0), 3.0 * Level(left, 48000.0, 1100.0));
+  // The hats lean right.
+  EXPECT_NE(drums.channels[0], drums.channels[1]);
+}
+
+TEST(SignalAudioTest, TheChordHoldsItsFourNotesBandLimitedAndSpread) {
+  const double rate = 44100.0;
+  RAudioData chord = GenerateSignal(ParseSignal("chord:2"), rate);
+  std::vector<float> mono(chord.channels[0].size());
+  for (size_t i = 0; i < mono.size(); ++i) mono[i] = chord.channels[0][i] + chord.channels[1][i];
+  const double between = Level(mono, rate, 300.0);
+  for (double note : {220.0, 261.6255653005986, 329.6275569128699, 391.99543598174927}) {
+    EXPECT_GT(Level(mono, rate, note), 10.0 * between) << note << " Hz";
+  }
+  // Nothing above the harmonics' limit of 8 kHz, so nothing folds back below the rate's half.
+  EXPECT_LT(Level(mono, rate, 12000.0), 1e-3 * Level(mono, rate, 220.0));
+  EXPECT_NEAR(0.5f, std::max(Peak(chord.channels[0]), Peak(chord.channels[1])), 1e-6f);
+  // A on the left, G on the right.
+  EXPECT_GT(Level(chord.channels[0], rate, 220.0), 1.5 * Level(chord.channels[1], rate, 220.0));
+  EXPECT_GT(Level(chord.channels[1], rate, 391.99543598174927), 1.5 * Level(chord.channels[0], rate, 391.99543598174927));
 }
 
 TEST(ProgressTest, TheRealTimeFactorIsAudioSecondsPerCPUSecond) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/quillon/commands.h"
+#include "tools/quillon/musicsignals.h"
 
 namespace quillon_cli {
 namespace {
@@ -80,8 +81,13 @@ RSignalSpec ParseSignal(const std::string& text) {
     spec.kind = RSignalSpec::kSweep;
   } else if (name == "impulse") {
     spec.kind = RSignalSpec::kImpulse;
+  } else if (name == "drums") {
+    spec.kind = RSignalSpec::kDrums;
+  } else if (name == "chord") {
+    spec.kind = RSignalSpec::kChord;
   } else {
-    throw CommandError("unknown signal '" + text + "' (silence, sine:HZ, noise, sweep or impulse, with :SECONDS)");
+    throw CommandError("unknown signal '" + text +
+                       "' (silence, sine:HZ, noise, sweep, impulse, drums or chord, with :SECONDS)");
   }
   if (next < parts.size()) spec.seconds = ParsePositive(parts[next++], text, "length in seconds");
   if (next < parts.size()) throw CommandError("signal '" + text + "': too many fields");
@@ -103,6 +109,14 @@ RAudioData GenerateSignal(const RSignalSpec& spec, double rate, int32_t channels
   const size_t frames = size_t(std::llround(spec.seconds * rate));
   audio.channels.assign(size_t(channels), std::vector<float>(frames, 0.0f));
 
+  if (spec.kind == RSignalSpec::kDrums) {
+    RenderDrums(audio.channels, rate, kLevel);
+    return audio;
+  }
+  if (spec.kind == RSignalSpec::kChord) {
+    RenderChord(audio.channels, rate, kLevel);
+    return audio;
+  }
   const double twoPi = 2.0 * std::numbers::pi;
   for (int32_t c = 0; c < channels; ++c) {
     std::vector<float>& out = audio.channels[size_t(c)];
@@ -131,6 +145,9 @@ RAudioData GenerateSignal(const RSignalSpec& spec, double rate, int32_t channels
       }
       case RSignalSpec::kImpulse:
         if (frames > 0) out[0] = 1.0f;
+        break;
+      case RSignalSpec::kDrums:
+      case RSignalSpec::kChord:
         break;
     }
   }
