@@ -35,5 +35,6 @@ void AddRenderCommand(CLI::App& app);
 void AddParamsCommand(CLI::App& app);
 void AddStateCommand(CLI::App& app);
 void AddGraphCommand(CLI::App& app);
+void AddBenchCommand(CLI::App& app);
 
 } // namespace quillon_cli

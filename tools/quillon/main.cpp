@@ -32,6 +32,7 @@ int main(int argc, char** argv) {
   quillon_cli::AddStateCommand(app);
   quillon_cli::AddTreeCommand(app);
   quillon_cli::AddGraphCommand(app);
+  quillon_cli::AddBenchCommand(app);
   try {
     app.parse(argc, argv);
     return 0;
