@@ -36,10 +36,19 @@ double RBenderCurve::Integral(double u) const noexcept {
 
 void RunBenderCurve(const RBenderCurve& curve, float* samples, int32_t count, RBlockRamp ceiling,
                     RAntiderivativeState& state) noexcept {
+  const double knee = curve.GetKnee();
   for (int32_t i = 0; i < count; ++i) {
     const double t = ceiling.At(i);
     const double u = SanitiseCurveInput(double(samples[i]) / t, kCurveLimit);
-    const double y = std::clamp(AntiderivativeStep(curve, state, u), -1.0, 1.0);
+    double y;
+    if (std::fabs(u) <= knee && std::fabs(state.x1) <= knee) {
+      // The straight part's antiderivative, kept so that the next bent sample's mean is right.
+      state.x1 = u;
+      state.integral1 = 0.5 * u * u;
+      y = u;
+    } else {
+      y = std::clamp(AntiderivativeStep(curve, state, u), -1.0, 1.0);
+    }
     // The float of t y may round up past the float of t; the product is held below it.
     const auto limit = float(t);
     samples[i] = std::clamp(float(t * y), -limit, limit);

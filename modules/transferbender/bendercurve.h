@@ -9,6 +9,11 @@
 // +-1 the anti-aliased output stays within +-1, and RunBenderCurve holds it there besides, so
 // that rounding never lifts a peak over the ceiling.
 //
+// While two successive samples both lie on the straight part, the curve is the identity and
+// there is nothing to anti-alias: the sample passes as it is. The mean over the segment would
+// cost a half-sample average, 6 dB at 16 kHz at 48 kHz, on every signal that never clips; the
+// clipper sits last in the product's chain and must be transparent below its knee.
+//
 // [audio-thread], allocation-free.
 
 #include <cstdint>
@@ -22,6 +27,8 @@ public:
   // shape in 0..1, held to it.
   void SetShape(double shape) noexcept;
   double GetShape() const noexcept { return 1.0 - knee_; }
+  // Where the straight part ends, in units of the ceiling.
+  double GetKnee() const noexcept { return knee_; }
 
   double Value(double u) const noexcept;
   double Integral(double u) const noexcept;

@@ -89,6 +89,11 @@ Control& Control::Bipolar() {
   return Default(0.5);
 }
 
+Control& Control::InUnits() {
+  multi_.ValueMode = RMultiParameter::kByFirstParameter;
+  return *this;
+}
+
 Control& Control::Randomizer() {
   multi_.Mode = RMultiParameter::kTrigger;
   multi_.Randomizer = true;

@@ -47,6 +47,9 @@ public:
   Control& DefaultAt(const char* text);
   // Reads from -100% to 100% around the middle.
   Control& Bipolar();
+  // Reads and parses as its first target does ("-6.0 dB", "2 kHz"), so that a host's lane
+  // shows units.
+  Control& InUnits();
   // A button that gives each target a new random value when pressed.
   Control& Randomizer();
   // Reads its first target back instead of driving it.

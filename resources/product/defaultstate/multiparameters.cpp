@@ -102,21 +102,22 @@ void BuildSwap(RAudioPluginModular& product) {
 
 void BuildPath(RAudioPluginModular& product, int32_t first, const char* side) {
   const char* group = side;
-  Control(product, first + kGain, "Gain", group).Range(Param("Gain", side, "Output"), "-24 dB", "+12 dB").DefaultAt("0 dB");
+  Control(product, first + kGain, "Gain", group).Range(Param("Gain", side, "Output"), "-24 dB", "+12 dB").InUnits().DefaultAt("0 dB");
   Control(product, first + kPan, "Pan", group).Range(Param("Gain", side, "Panorama"), "100% left", "100% right").Bipolar();
   // The path's band-pass sits inside the delay's loop: it shapes the copy and every repeat.
-  Control(product, first + kHP, "HP", group).Range(Param("Delay", side, "Min"), "20 Hz", "5 kHz").Default(0.0);
-  Control(product, first + kLP, "LP", group).Range(Param("Delay", side, "Max"), "150 Hz", "20 kHz").Default(1.0);
+  Control(product, first + kHP, "HP", group).Range(Param("Delay", side, "Min"), "20 Hz", "5 kHz").InUnits().Default(0.0);
+  Control(product, first + kLP, "LP", group).Range(Param("Delay", side, "Max"), "150 Hz", "20 kHz").InUnits().Default(1.0);
   // Free time and synced length move together, so the knob works in both modes.
   Control(product, first + kDelayTime, "Delay Time", group)
       .Range(Param("Delay", side, "Delay"), "0 ms", "1000 ms")
       .Range(Param("Delay", side, "Length"), "1 / 64", "1 / 1")
+      .InUnits()
       .Default(0.0);
   Control(product, first + kDelaySync, "Delay Sync", group)
       .Choices("Free|Sync")
       .Choice(Param("Delay", side, "Sync"), {"Off", "On"})
       .Default(0.0);
-  Control(product, first + kFeed, "Feed", group).Range(Param("Delay", side, "Feedback"), "0%", "95%").Default(0.0);
+  Control(product, first + kFeed, "Feed", group).Range(Param("Delay", side, "Feedback"), "0%", "95%").InUnits().Default(0.0);
   Control(product, first + kSync, "Sync", group)
       .Choices("Free|Sync")
       .Choice(Param("Glitch", side, "Sync"), {"Off", "On"})
@@ -126,12 +127,14 @@ void BuildPath(RAudioPluginModular& product, int32_t first, const char* side) {
       .Range(Param("Rate", side, "Sample rate"), "48 kHz", "400 Hz")
       .Range(Param("Rate", side, "Bypass"), "Off", "On")
       .When("x < 0.001")
+      .InUnits()
       .Default(0.0);
   Control(product, first + kShift, "Shift", group)
       .Range(Param("Shift", side, "Shift"), "-3 kHz", "3 kHz")
       .Range(Param("Shift", side, "Bypass"), "Off", "On")
       .When("abs(x - 0.5) < 0.001")
-      .Bipolar();
+      .Bipolar()
+      .InUnits();
   Control(product, first + kError, "Error", group)
       .Range(Param("Glitch", side, "Dry/Wet"), "0%", "100%")
       .Range(Param("Glitch", side, "Pitch random 1"), "0", "12")
@@ -155,9 +158,22 @@ void BuildMaster(RAudioPluginModular& product) {
       .Range("Saturator 1 - Drive", "0 dB", "30 dB")
       .Range("Saturator 1 - Bypass", "Off", "On")
       .When("x < 0.001")
+      .InUnits()
       .Default(0.0);
-  Control(product, kMaster + 3, "HP", "Master").Range("BandPass 1 - High-pass", "20 Hz", "2 kHz").Default(0.0);
-  Control(product, kMaster + 4, "LP", "Master").Range("BandPass 1 - Low-pass", "150 Hz", "20 kHz").Default(1.0);
+  // At the ends of their travel the filters switch off, so that an open band is the input
+  // itself and not a 20 kHz low-pass's droop.
+  Control(product, kMaster + 3, "HP", "Master")
+      .Range("BandPass 1 - High-pass", "20 Hz", "2 kHz")
+      .Range("BandPass 1 - High-pass filter", "Off", "On")
+      .When("x > 0.001")
+      .InUnits()
+      .Default(0.0);
+  Control(product, kMaster + 4, "LP", "Master")
+      .Range("BandPass 1 - Low-pass", "150 Hz", "20 kHz")
+      .Range("BandPass 1 - Low-pass filter", "Off", "On")
+      .When("x < 0.999")
+      .InUnits()
+      .Default(1.0);
 
   // Each word of the blend and the grid measures and restores its own level.
   Control gain(product, kAutoBitGain, "Auto Bit Gain", "Master");
@@ -165,8 +181,8 @@ void BuildMaster(RAudioPluginModular& product) {
   for (int32_t k = 1; k <= kWordBits; ++k) gain.Choice(RString("Bit Blend - Bit ") + TwoDigits(k) + RString(" - AGC"), {"Off", "On"});
   gain.Choice("Bit Grid - AGC", {"Off", "On"}).Default(0.0);
 
-  Control(product, kMaster + 6, "Clip", "Master").Range("Clip - Drive", "0 dB", "24 dB").Default(0.0);
-  Control(product, kMaster + 7, "Out", "Master").Range("Clip - Output gain", "-24 dB", "6 dB").DefaultAt("0 dB");
+  Control(product, kMaster + 6, "Clip", "Master").Range("Clip - Drive", "0 dB", "24 dB").InUnits().Default(0.0);
+  Control(product, kMaster + 7, "Out", "Master").Range("Clip - Output gain", "-24 dB", "6 dB").InUnits().DefaultAt("0 dB");
 
   // A dice for the two paths' colour, kept out of the extremes that would swamp the morph.
   Control random(product, kMaster + 8, "Random", "Master");
@@ -224,8 +240,8 @@ void BuildMultiParameters(RAudioPluginModular& product) {
   BuildMeters(product);
   for (int32_t i = 0; i < product.GetMultiParameterCount(); ++i) {
     RMultiParameter& multi = *product.GetMultiParameter(i);
-    if (multi.Mode == RMultiParameter::kMeter || multi.Mode == RMultiParameter::kTrigger) continue;
-    multi.SetValueNow(multi.DefaultValue);
+    // A trigger rests at 0, which draws nothing; a meter has no value of its own.
+    if (multi.Mode != RMultiParameter::kMeter) multi.SetValueNow(multi.DefaultValue);
   }
 }
 

@@ -96,6 +96,8 @@ void BuildProductGraph(RAudioPluginModular& product) {
   // The master chain idles open: the filter's corners at the ends of the band, the clipper a
   // safety ceiling at 0 dBFS.
   SetAll(product, "BandPass 1", {{"High-pass", "20 Hz"}, {"Low-pass", "20 kHz"}});
+  // A knee 2 dB under the ceiling: transparent below it, a short soft bend above.
+  SetAll(product, "Clip", {{"Shape", "0.20"}});
   SetAll(product, "Dry/Wet", {{"Mode", "Linear"}, {"Ratio", "0%"}});
 }
 
