@@ -15,7 +15,7 @@ constexpr NestedRow kNestedRows[] = {{"Nest6", 6}, {"Nest16", 16}, {"Nest32", 32
 
 RModuleCreator MakeCreator(const RString& id, int32_t lanes, bool sideChain) {
   return [id, lanes, sideChain](RAudioPluginModular& parent) -> std::unique_ptr<RAudioPlugin> {
-    auto graph = std::make_unique<RNestedGraph>(id, lanes, sideChain);
+    auto graph = std::make_unique<RSwitchyardBase>(id, lanes, sideChain);
     graph->AttachToParent(parent);
     graph->InitParameters();
     return graph;
@@ -39,9 +39,6 @@ void RebuildTable(RAudioPluginModular& graph) {
 }
 
 } // namespace
-
-RNestedGraph::RNestedGraph(const RString& id, int32_t laneCount, bool sideChain)
-    : RAudioPluginModular(id, laneCount, sideChain) {}
 
 void RegisterNestedGraphs() {
   for (const NestedRow& row : kNestedRows) {

@@ -1,8 +1,9 @@
 #pragma once
 // Nested graphs: a slot whose module is a whole graph of its own (the catalogue rows Nest6,
-// Nest16 and Nest32, with 6, 16 and 32 lanes). A nested graph has no locks of its own that
-// matter: every lock it takes is the outermost graph's, reached through the parent chain, so
-// a compile deep inside holds the same audio locks as the root's walk.
+// Nest16 and Nest32, with 6, 16 and 32 lanes), each an RSwitchyardBase named by its row. A
+// nested graph has no locks of its own that matter: every lock it takes is the outermost
+// graph's, reached through the parent chain, so a compile deep inside holds the same audio
+// locks as the root's walk.
 //
 // Parameter tables: each graph's table holds its own values, then per slot the slot's Enabled
 // and Bank and the module's whole table, all named "FullName - " and the name. A nested
@@ -10,15 +11,8 @@
 //
 // [editor-thread] [host-thread]; never the audio thread.
 
-#include <cstdint>
-
 #include "graph/audiopluginmodular.h"
-
-class RNestedGraph : public RAudioPluginModular {
-public:
-  // id: the catalogue row ("Nest32"), which is also the module's name.
-  RNestedGraph(const RString& id, int32_t laneCount, bool sideChain);
-};
+#include "graph/switchyard.h"
 
 // Registers the creators of the nested rows with the module registry; graphs built afterwards
 // find them. Idempotent. Called once at start, before the first graph is built.

@@ -98,6 +98,9 @@ public:
   // Clears the DSP state (delay lines, filters) at Setup.
   virtual void ClearState() {}
   virtual void Reset() {}
+  // Builds what the counts of a configuration decide (buses, multi-parameters), once after
+  // construction and before InitParameters. The kernel has nothing of the kind.
+  virtual void CreateProcessors() {}
   // Reports GetLatency / Oversampling plus the oversampling filters' delay to the adapter;
   // 0 when latency reporting is off. Returns false when the report must wait.
   virtual bool UpdateLatency(bool lock, bool force);

@@ -26,10 +26,14 @@ expected
 $expected"
 }
 
-# --- nothing loaded: no slot runs, the host input is copied on every lane
+# --- a graph without slots: no slot runs, the host input is copied on every lane
 empty="direct copy: 0 1 2 3 4 5
 latency 0"
-expect_graph "empty graph" "$empty"
+cat >"$work/empty.xml" <<'STATE'
+<?xml version="1.0" encoding="utf-8"?>
+<Switchyardsettings Version="1050368"><Plugins/></Switchyardsettings>
+STATE
+expect_graph "empty graph" "$empty" --state "$work/empty.xml"
 
 # --- an unknown module is skipped and logged; the graph it leaves is the empty one
 rm -f "$log"

@@ -29,7 +29,8 @@ cat >"$work/level.xml" <<'STATE'
 	</Plugins>
 </Quillonsettings>
 STATE
-"$quillon" params --state "$work/level.xml" | grep -qP '\tLevel - Panorama\t0\.500000\tcenter$' \
+"$quillon" params --all --state "$work/level.xml" >"$work/params" \
+  && grep -qP '\tLevel - Panorama\t0\.500000\tcenter$' "$work/params" \
   || fail "params does not list the level placer's panorama at center"
 "$quillon" render "$work/sine.wav" "$work/level.wav" --state "$work/level.xml" --set "Level - Output=-6.02 dB" \
   --quiet >/dev/null || fail "render through a level placer"

@@ -17,8 +17,16 @@ same_samples() {
   cmp -s <(sox -D "$1" -t f32 -) <(sox -D "$2" -t f32 -)
 }
 
+# A graph with no slots: the product then passes its input through, and what is checked is
+# the file handling around it.
+cat >"$work/empty.xml" <<'STATE'
+<?xml version="1.0" encoding="utf-8"?>
+<Switchyardsettings Version="1050368"><Plugins/></Switchyardsettings>
+STATE
+empty=(--state "$work/empty.xml")
+
 # --- a generated sine: length, rate, channels, format and content
-"$quillon" render --generate sine:440:2 "$work/sine.wav" >"$work/render.out" 2>"$work/render.err" \
+"$quillon" render --generate sine:440:2 "$work/sine.wav" "${empty[@]}" >"$work/render.out" 2>"$work/render.err" \
   || fail "render --generate sine:440:2"
 [ "$(soxi -s "$work/sine.wav")" = 96000 ] || fail "sine: $(soxi -s "$work/sine.wav") frames, expected 96000"
 [ "$(soxi -r "$work/sine.wav")" = 48000 ] || fail "sine: rate $(soxi -r "$work/sine.wav")"
@@ -31,34 +39,38 @@ difference="$(max_difference "$work/sine.wav" "$work/sox-sine.wav")"
 tail -n 1 "$work/render.out" | grep -Eq '^real-time factor: [0-9]+\.[0-9]x$' \
   || fail "render does not end with the real-time factor: $(tail -n 1 "$work/render.out")"
 [ -s "$work/render.err" ] && fail "render wrote to standard error off a terminal: $(cat "$work/render.err")"
-"$quillon" render --generate impulse:0.5 --rate 44100 --quiet "$work/impulse.wav" >/dev/null || fail "--rate 44100"
+"$quillon" render --generate impulse:0.5 --rate 44100 --quiet "$work/impulse.wav" "${empty[@]}" >/dev/null || fail "--rate 44100"
 [ "$(soxi -r "$work/impulse.wav")" = 44100 ] && [ "$(soxi -s "$work/impulse.wav")" = 22050 ] \
   || fail "--rate 44100: $(soxi -r "$work/impulse.wav") Hz, $(soxi -s "$work/impulse.wav") frames"
 
-# --- the kernel passes audio through: OUT equals IN at any block size, in its own format
+# --- an empty graph passes audio through: OUT equals IN at any block size, in its own format
 for block in 1 7 512 8192; do
-  "$quillon" render "$work/sine.wav" "$work/again.wav" --block "$block" --quiet >/dev/null || fail "render --block $block"
+  "$quillon" render "$work/sine.wav" "$work/again.wav" "${empty[@]}" --block "$block" --quiet >/dev/null || fail "render --block $block"
   cmp -s "$work/sine.wav" "$work/again.wav" || fail "block $block: the pass-through changed the audio"
 done
 sox -D -n -r 44100 -c 1 -b 16 "$work/mono16.wav" synth 1.234 pinknoise vol 0.3
 sox -D -n -r 44100 -c 2 -b 24 "$work/side24.wav" synth 0.5 whitenoise vol 0.3
-"$quillon" render "$work/mono16.wav" "$work/mono-out.wav" --quiet >/dev/null || fail "render a mono pcm16 file"
+"$quillon" render "$work/mono16.wav" "$work/mono-out.wav" "${empty[@]}" --quiet >/dev/null || fail "render a mono pcm16 file"
 [ "$(soxi -c "$work/mono-out.wav")" = 1 ] && [ "$(soxi -b "$work/mono-out.wav")" = 16 ] \
   && [ "$(soxi -s "$work/mono-out.wav")" = "$(soxi -s "$work/mono16.wav")" ] \
   || fail "mono pcm16 in: $(soxi -c "$work/mono-out.wav") channels, $(soxi -b "$work/mono-out.wav") bits"
 same_samples "$work/mono16.wav" "$work/mono-out.wav" || fail "mono pcm16 samples changed"
-"$quillon" render "$work/mono16.wav" "$work/mono.flac" --format pcm24 --quiet >/dev/null || fail "--format pcm24 to flac"
+"$quillon" render "$work/mono16.wav" "$work/mono.flac" "${empty[@]}" --format pcm24 --quiet >/dev/null || fail "--format pcm24 to flac"
 soxi -t "$work/mono.flac" | grep -q flac && [ "$(soxi -b "$work/mono.flac")" = 24 ] || fail "pcm24 FLAC not written"
 same_samples "$work/mono16.wav" "$work/mono.flac" || fail "pcm24 FLAC samples changed"
-"$quillon" render "$work/mono16.wav" "$work/side.aiff" --sidechain "$work/side24.wav" --offline --quiet >/dev/null \
+"$quillon" render "$work/mono16.wav" "$work/side.aiff" "${empty[@]}" --sidechain "$work/side24.wav" --offline --quiet >/dev/null \
   && same_samples "$work/mono16.wav" "$work/side.aiff" || fail "render with a side chain, offline"
 
-# --- settings and automation on the way: the pass-through's bypass is dry, as the wet path is
-"$quillon" render "$work/sine.wav" "$work/automated.wav" --automate Bypass=On,1.0 --automate Bypass=Off,1.5 \
-  --quiet >/dev/null || fail "render --automate"
-cmp -s "$work/sine.wav" "$work/automated.wav" || fail "bypass automation changed pass-through audio"
-"$quillon" render "$work/sine.wav" "$work/bypassed.wav" --set Bypass=On --quiet >/dev/null \
-  && cmp -s "$work/sine.wav" "$work/bypassed.wav" || fail "render --set Bypass=On"
+# --- settings and automation on the way. A control whose targets the empty graph lacks moves
+# nothing; the product's bypass is dry once its crossfade from the first block is over.
+"$quillon" render "$work/sine.wav" "$work/automated.wav" "${empty[@]}" --automate Morph=100%,1.0 \
+  --automate Morph=0%,1.5 --quiet >/dev/null || fail "render --automate"
+cmp -s "$work/sine.wav" "$work/automated.wav" || fail "automation changed pass-through audio"
+"$quillon" render "$work/sine.wav" "$work/bypassed.wav" --set Bypass=On --quiet >/dev/null || fail "render --set Bypass=On"
+same_samples <(sox -D "$work/sine.wav" -t wav - trim 0.1) <(sox -D "$work/bypassed.wav" -t wav - trim 0.1) \
+  || fail "render --set Bypass=On is not the input after the crossfade"
+expect_refusal "automation of a parameter a host doesn't see" render "$work/sine.wav" "$work/x.wav" \
+  --automate Bypass=On,1
 
 # --- the progress bar: on a terminal only, never with --quiet
 if command -v script >/dev/null; then
@@ -69,32 +81,42 @@ if command -v script >/dev/null; then
   grep -Eq 'real-time factor: [0-9]+\.[0-9]x' "$work/tty" || fail "--quiet dropped the real-time factor"
 fi
 
-# --- params
+# --- params: the host's parameters by default, the whole table with --all
 "$quillon" params >"$work/params" || fail "params"
-grep -qP '^0\tBypass\t0\.000000\tOff$' "$work/params" || fail "params does not list Bypass off: $(cat "$work/params")"
-"$quillon" params --set Bypass=On | grep -qP '^0\tBypass\t1\.000000\tOn$' || fail "params --set Bypass=On"
-"$quillon" params --set 0=@1 --set bypass=off | grep -qP '^0\tBypass\t0\.000000\tOff$' \
+grep -qP '^0\tMorph\t0\.500000\t50\.0%$' "$work/params" || fail "params does not start with Morph: $(head -3 "$work/params")"
+[ "$(wc -l <"$work/params")" = 52 ] || fail "params lists $(wc -l <"$work/params") parameters, a host sees 52"
+grep -qP '\tBypass\t' "$work/params" && fail "params lists Bypass, which a host reaches by its own id"
+"$quillon" params --all >"$work/params" || fail "params --all"
+grep -qP '^\d+\tBypass\t0\.000000\tOff$' "$work/params" || fail "params --all does not list Bypass off"
+grep -qP '^\d+\tClip - Output gain\t' "$work/params" || fail "params --all does not list the modules' values"
+# The whole table is long: it goes to a file, so that an early grep can't cut the writer short.
+"$quillon" params --all --set Bypass=On >"$work/params" && grep -qP '\tBypass\t1\.000000\tOn$' "$work/params" \
+  || fail "params --set Bypass=On"
+"$quillon" params --set 0=@1 --set morph=25% | grep -qP '^0\tMorph\t0\.250000\t25\.0%$' \
   || fail "the last --set does not win, or names and texts are not case-folded"
-"$quillon" params --json --set Bypass=On >"$work/params.json" || fail "params --json"
+"$quillon" params --all --json --set Bypass=On >"$work/params.json" || fail "params --json"
 if [ -x /usr/bin/python3 ]; then
   /usr/bin/python3 -c 'import json, sys
 p = json.load(open(sys.argv[1]))
 b = [x for x in p if x["name"] == "Bypass"][0]
-assert b["index"] == 0 and b["normalised"] == 1 and b["text"] == "On", b' "$work/params.json" \
+assert b["normalised"] == 1 and b["text"] == "On" and not b["automatable"], b
+assert p[0]["name"] == "Morph" and p[0]["automatable"], p[0]' "$work/params.json" \
     || fail "params --json is not the expected JSON: $(cat "$work/params.json")"
 else
   grep -q '"name": "Bypass", "normalised": 1, "text": "On"' "$work/params.json" || fail "params --json"
 fi
 
 # --- state: settings show, and every form reads back to the same state
-"$quillon" state | grep -q 'Bypass=' && fail "a default state stores Bypass"
-"$quillon" state --set Bypass=On | grep -q 'Bypass="1"' || fail "state --set Bypass=On does not store it"
+# The root element, second line of the XML form, holds the product's own keys.
+"$quillon" state | sed -n 2p | grep -q ' Bypass=' && fail "a default state stores Bypass"
+"$quillon" state --set Bypass=On | sed -n 2p | grep -q ' Bypass="1"' || fail "state --set Bypass=On does not store it"
 "$quillon" state --set Bypass=On --to rtg -o "$work/reference.rtg" || fail "state --to rtg"
 for form in xml rtg rtgz chunk; do
   "$quillon" state --set Bypass=On --to "$form" -o "$work/state.$form" || fail "state --to $form"
   "$quillon" state --state "$work/state.$form" --to rtg -o "$work/back.rtg" || fail "state --state (a $form)"
   cmp -s "$work/reference.rtg" "$work/back.rtg" || fail "the $form form does not read back to the same state"
-  "$quillon" params --state "$work/state.$form" | grep -qP '^0\tBypass\t1\.000000\tOn$' \
+  "$quillon" params --all --state "$work/state.$form" >"$work/params" \
+    && grep -qP '\tBypass\t1\.000000\tOn$' "$work/params" \
     || fail "params --state (a $form) does not show Bypass on"
 done
 "$quillon" tree "$work/state.chunk" --to rtgz | cmp -s - "$work/state.rtgz" || fail "the chunk is not the compressed tree"
@@ -104,7 +126,7 @@ echo "this is text, not audio" >"$work/text.wav"
 head -c 300 /dev/urandom >"$work/noise.bin"
 expect_refusal "unknown parameter (params)" params --set Nope=1
 expect_refusal "unknown parameter (render)" render "$work/sine.wav" "$work/x.wav" --set Nope=1
-expect_refusal "unknown parameter index" state --set 99=On
+expect_refusal "unknown parameter index" state --set 99999=On
 expect_refusal "automation of an unknown parameter" render "$work/sine.wav" "$work/x.wav" --automate Nope=On,1
 expect_refusal "bad value" params --set Bypass=maybe
 expect_refusal "bad normalised value" params --set Bypass=@2

@@ -1,6 +1,7 @@
-// quillon params [--state FILE] [--set NAME=VALUE ...] [--json]
+// quillon params [--state FILE] [--set NAME=VALUE ...] [--all] [--json]
 // One parameter a line: index, name, normalised value and text, tab-separated; or the same
-// as a JSON array.
+// as a JSON array. By default the parameters a host sees (the automatable ones); --all adds
+// the rest of the table: every module's values, the multi-parameters' switches, Bypass.
 
 #include <CLI/CLI.hpp>
 
@@ -17,6 +18,7 @@ namespace {
 
 struct ParamsOptions {
   HostOptions host;
+  bool all = false;
   bool json = false;
 };
 
@@ -50,7 +52,7 @@ void RunParams(const ParamsOptions& options) {
   std::unique_ptr<ROfflineHost> host = OpenHost();
   ApplyHostOptions(*host, options.host);
   RAudioPlugin& plugin = host->GetPlugin();
-  const int32_t count = plugin.GetParameterCount();
+  const int32_t count = options.all ? plugin.GetParameterCount() : plugin.GetAutomatableCount();
   if (options.json) std::printf("[");
   for (int32_t index = 0; index < count; ++index) {
     const RAudioPluginBase::Parameter* record = plugin.GetParameter(index);
@@ -74,8 +76,9 @@ void RunParams(const ParamsOptions& options) {
 
 void AddParamsCommand(CLI::App& app) {
   auto options = std::make_shared<ParamsOptions>();
-  CLI::App* params = app.add_subcommand("params", "List the parameters: index, name, normalised value, text");
+  CLI::App* params = app.add_subcommand("params", "List the host's parameters: index, name, normalised value, text");
   AddHostOptions(*params, options->host);
+  params->add_flag("--all", options->all, "List the whole table, not only what a host automates");
   params->add_flag("--json", options->json, "Print a JSON array instead of lines");
   params->callback([options] { RunParams(*options); });
 }

@@ -1,24 +1,12 @@
-// Until the product's class exists, a plain graph of its shape stands in for it: six lanes, a
-// side-chain bus and every module of the catalogue, empty by default (it passes its input
-// through) and ready to load any state's graph.
+// The command line renders and inspects the product itself: a new instance is the default
+// state, and a state file loaded over it may hold any graph of the catalogue's modules.
 
 #include "tools/quillon/product.h"
 
-#include "graph/audiopluginmodular.h"
-#include "modules/registermodules.h"
+#include "graph/product/quillon.h"
 
 namespace quillon_cli {
 
-namespace {
-constexpr int32_t kProductLanes = 6;
-} // namespace
-
-std::unique_ptr<RAudioPlugin> CreateProductPlugin() {
-  // A graph copies the registered creators when it is built: register them first.
-  RegisterModules();
-  auto graph = std::make_unique<RAudioPluginModular>(RString("Quillon"), kProductLanes, true);
-  graph->InitParameters();
-  return graph;
-}
+std::unique_ptr<RAudioPlugin> CreateProductPlugin() { return RQuillon::Create(); }
 
 } // namespace quillon_cli
