@@ -1,7 +1,6 @@
 #include "graph/product/quillon.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "base/exception.h"
 #include "base/format.h"
@@ -184,7 +183,6 @@ int32_t RQuillon::FindParameterQuietly(const RString& name) const {
 
 double RQuillon::GetOutputCeiling() const {
   const Parameter* record = ceilingIndex_ >= 0 ? GetParameter(ceilingIndex_) : nullptr;
-  const auto* gain = record ? dynamic_cast<const RRangedValue*>(record->Value) : nullptr;
-  if (!gain) return -1.0;
-  return std::pow(10.0, gain->GetProcessing() / 20.0);
+  const auto* level = record ? dynamic_cast<const RRangedValue*>(record->Value) : nullptr;
+  return level ? level->GetProcessing() : -1.0;
 }

@@ -74,7 +74,7 @@ public:
   // ("MultiParameters - Param 1 - Position"); the table calls it by its public one.
   bool TranslateParameterName(RString& name) override;
   void Store(RStoreContext& context) override;
-  // The amplitude of the ceiling parameter (an output gain in dB); -1 without one.
+  // The processing value of the ceiling parameter (a level, as a linear factor); -1 without one.
   // [audio-thread] under the audio lock.
   double GetOutputCeiling() const override;
 
