@@ -161,6 +161,18 @@ void RAudioPluginModular::Setup_Locked() {
   if (!parent_) UpdateLatency(false, true);
 }
 
+void RAudioPluginModular::DeliverSlotChanges() {
+  // A delivery may recompile and so rebuild the slot list's processors, never the slots.
+  for (size_t i = 0; i < slots_.size(); ++i) {
+    RPluginSlot& slot = *slots_[i];
+    if (slot.Enabled) {
+      while (slot.Enabled->Changed.ExecutePendingEvent()) {
+      }
+    }
+    if (auto* nested = dynamic_cast<RAudioPluginModular*>(&slot.GetModule())) nested->DeliverSlotChanges();
+  }
+}
+
 void RAudioPluginModular::ClearState() {
   for (auto& slot : slots_) slot->GetModule().ClearState();
 }

@@ -161,6 +161,11 @@ public:
   // The compile as structure changes call it: fires LatencyChanged (and asks the host to be
   // told) when the total latency moved.
   void Recompile(bool resetModules);
+  // Slot switches (Enabled) take effect editor-side, never on the audio thread: their changes
+  // wait in each value's queue. This runs what waits, here and in nested graphs; the editor's
+  // timer does it while an editor is open, and a host without one calls it from its idle time
+  // (the command line between blocks). [editor-thread] [host-thread]
+  void DeliverSlotChanges();
   // Sizes the two buffers per (lane, channel): at least 2 channels and kMinLaneFrames, grown
   // by powers of two, never shrunk. [host-thread] under the locks.
   void PrepareLaneBuffers(int32_t channels, int32_t frames);

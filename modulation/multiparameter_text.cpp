@@ -34,12 +34,16 @@ bool RMultiParameter::ParseValueText(const RString& input, double& normalised) c
   RString text = input;
   text.Trim();
   if (text.IsEmpty()) return false;
+  // "Off" is the text of a position that reads as off; without one it may still be a bank's
+  // name ("Off|On"), and otherwise it reads as nothing.
   if (text.Compare("Off") == 0) {
     if (MinIsOff) normalised = 0.0;
     else if (MaxIsOff) normalised = 1.0;
     else if (OriginIsOff) normalised = std::clamp(Origin, 0.0, 1.0);
-    else return false;
-    return true;
+    else if (ValueMode != kByBankName && ValueMode != kByBankNamesWithPercents && ValueMode != kByBankNameInterpolated &&
+             ValueMode != kByBankNameInterpolatedLog && ValueMode != kByBankNumberAndName)
+      return false;
+    if (MinIsOff || MaxIsOff || OriginIsOff) return true;
   }
   const int32_t count = std::clamp(BankCount, 1, RMultiParameterTarget::kMaxBanks);
   const double steps = CyclicMode ? count : std::max(count - 1, 1);

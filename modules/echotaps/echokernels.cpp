@@ -198,6 +198,17 @@ void Copy(Args& a) noexcept {
     double gain = a.gain[k];
     const float* x = a.input[ch];
     float* out = a.output[ch];
+    RBiquadState* states = a.filterStates ? a.filterStates + ch * kStages : nullptr;
+    if (states || a.saturation > 0.0) {
+      // At no delay the echo is its input as the ring would hold it: through the band-pass
+      // and the saturation that sit in the loop.
+      for (int32_t i = 0; i < a.count; ++i) {
+        const double w = states ? Shape<true, false>(x[i], states, a.bandPass, 0.0) : double(x[i]);
+        out[i] += float((a.saturation > 0.0 ? Saturate(w, a.saturation) : w) * gain);
+        gain += a.gainStep[k];
+      }
+      continue;
+    }
     for (int32_t i = 0; i < a.count; ++i) {
       out[i] += float(x[i] * gain);
       gain += a.gainStep[k];

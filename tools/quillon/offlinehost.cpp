@@ -11,6 +11,7 @@
 #include "base/filestream.h"
 #include "base/memorystream.h"
 #include "base/tagitem.h"
+#include "graph/audiopluginmodular.h"
 #include "kernel/audioplugin.h"
 #include "tools/quillon/commands.h"
 #include "tools/quillon/progress.h"
@@ -253,6 +254,8 @@ RAudioData ROfflineHost::Render(const RAudioData& input, const RAudioData* sidec
     timer.Start();
     ProcessAudio(inPointers.data(), outPointers.data(), frames, &time);
     timer.Stop();
+    // The host's idle time between blocks: slot switches the block moved take effect.
+    if (auto* graph = dynamic_cast<RAudioPluginModular*>(&plugin)) graph->DeliverSlotChanges();
 
     // Output frame f of the block is frame position + f - latency of the result.
     const int64_t first = std::max<int64_t>(latency - position, 0);
