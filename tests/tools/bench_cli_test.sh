@@ -69,9 +69,9 @@ if run_bench "bench --seconds 19.25 --block 7" --seconds 19.25 --block 7; then
 fi
 
 # --- a state and settings are taken as render takes them
-"$quillon" state --set Bypass=On -o "$work/bypassed.xml" || fail "state -o"
-run_bench "bench --state" --seconds 0.5 --state "$work/bypassed.xml" && check_consistent "bench --state"
-run_bench "bench --set" --seconds 0.5 --set Bypass=On --set 0=@0 && check_consistent "bench --set"
+"$quillon" state --set "Morph=75%" -o "$work/morphed.xml" || fail "state -o"
+run_bench "bench --state" --seconds 0.5 --state "$work/morphed.xml" && check_consistent "bench --state"
+run_bench "bench --set" --seconds 0.5 --set "B Source=Side-chain" --set 0=@1 && check_consistent "bench --set"
 run_bench "bench --state (a graph of modules)" --seconds 0.5 --state "$data/modules_chain.xml" \
   && check_consistent "bench with a chain of modules"
 
@@ -83,7 +83,7 @@ expect_refusal "length with a unit" bench --seconds 10s
 expect_refusal "length beyond an hour" bench --seconds 3601
 expect_refusal "infinite length" bench --seconds inf
 expect_refusal "unknown parameter" bench --seconds 0.1 --set Nope=1
-expect_refusal "bad value" bench --seconds 0.1 --set Bypass=maybe
+expect_refusal "bad value" bench --seconds 0.1 --set "B Source=Elsewhere"
 expect_refusal "missing state" bench --seconds 0.1 --state "$work/missing.state"
 expect_refusal "block size 0" bench --seconds 0.1 --block 0
 expect_refusal "sample rate 0" bench --seconds 0.1 --rate 0
