@@ -112,6 +112,16 @@ public:
     std::vector<int32_t> InputHostIndex, OutputHostIndex;
     // Runs after this processor: aligns the lanes of the row it ends.
     std::unique_ptr<RLaneAligner> Aligner;
+    // Who reads what this processor writes, when nothing else does (no host output, no mix,
+    // no feedback send, no aligner): each reader and its input. Empty: always runs.
+    struct Reader {
+      Processor* Module;
+      int32_t Input;
+    };
+    std::vector<Reader> Readers;
+    // Every reader ignores this processor's output in the coming block, so it may be left out.
+    // [audio-thread]
+    bool IsUnread() const noexcept;
   };
 
   // laneCount: 1..64. sideChain: two named inputs ("Input", "Side-chain") and two input lanes,
@@ -241,6 +251,8 @@ protected:
   virtual void PostCompile() {}
 
 private:
+  // Fills each processor's Readers, after the compile has placed every buffer.
+  void FindSoleReaders();
   // The backward liveness pass over the rows.
   void MarkNeededLanes(uint64_t finalMask);
   // The forward pass of a graph without input lanes: slots that would read a lane nothing

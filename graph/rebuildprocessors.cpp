@@ -299,6 +299,7 @@ void RAudioPluginModular::RebuildProcessors(bool resetModules) {
 
   totalLatency_ = latency;
   clearOutputFirst_ = latency > 0;
+  if (latency == 0) FindSoleReaders();
   graphVersion_.fetch_add(1, std::memory_order_acq_rel);
   if (resetModules) PostReset();
   PostCompile();
@@ -310,5 +311,35 @@ void RAudioPluginModular::Recompile(bool resetModules) {
   if (totalLatency_ != before) {
     LatencyChanged.ExecuteImmediately(REventPayload::Of(totalLatency_));
     GetRootModular().RequestLatencyReport(0);
+  }
+}
+
+void RAudioPluginModular::FindSoleReaders() {
+  for (size_t i = 0; i < processors_.size(); ++i) {
+    Processor& writer = *processors_[i];
+    writer.Readers.clear();
+    const RPluginSlot& slot = *writer.Slot;
+    bool alone = slot.FeedbackChannel < 0 && !writer.Aligner && writer.OutputCount > 0;
+    for (int32_t k = 0; alone && k < int32_t(writer.OutputHostIndex.size()); ++k) alone = writer.OutputHostIndex[size_t(k)] < 0;
+    for (int32_t o = 0; alone && o < writer.OutputCount; ++o) {
+      const int32_t lane = writer.OutputLane[size_t(o)], select = writer.OutputSelect[size_t(o)];
+      // The buffer is read until a later processor writes it again; if none does, what the
+      // mix list takes from it is a reader we can't ask.
+      bool rewritten = false;
+      for (size_t j = i + 1; j < processors_.size() && !rewritten; ++j) {
+        Processor& later = *processors_[j];
+        for (int32_t k = 0; k < later.InputCount; ++k) {
+          if (later.InputLane[size_t(k)] == lane && later.InputSelect[size_t(k)] == select &&
+              later.InputHostIndex[size_t(k * later.Stride)] < 0)
+            writer.Readers.push_back(Processor::Reader{&later, k});
+        }
+        for (int32_t k = 0; k < later.OutputCount; ++k)
+          rewritten |= later.OutputLane[size_t(k)] == lane && later.OutputSelect[size_t(k)] == select;
+      }
+      if (!rewritten) {
+        for (const MixEntry& entry : mix_) alone &= !(entry.Lane * writer.Stride == lane && entry.BufferSelect == select);
+      }
+    }
+    if (!alone) writer.Readers.clear();
   }
 }

@@ -95,6 +95,11 @@ public:
   virtual bool CanSleep() const { return true; }
   // Negative: no ceiling.
   virtual double GetOutputCeiling() const { return -1.0; }
+  // The input buses the next block will read, bit b for bus b; by default all of them. A graph
+  // leaves out a module whose every reader ignores it (a blend that holds two of its seventeen
+  // inputs), so an answer must cover the whole block, ramps included. [audio-thread], between
+  // blocks; allocation-free.
+  virtual uint64_t GetInputsInUse() const noexcept { return ~uint64_t(0); }
   // Clears the DSP state (delay lines, filters) at Setup.
   virtual void ClearState() {}
   virtual void Reset() {}

@@ -50,6 +50,21 @@ void RManyWayBlend::Process(float* const* inputs, float* const* outputs, int32_t
   ratio.MarkRampDone();
 }
 
+uint64_t RManyWayBlend::GetInputsInUse() const noexcept {
+  const int32_t buses = inputBuses_;
+  const RPercentValue& ratio = GetRatio();
+  // A cyclic walk wraps, and a ramp of the block's own automation may go anywhere.
+  if (buses <= 1 || buses > 63 || cyclic_->IsProcessingOn() || HasActiveRamps()) return ~uint64_t(0);
+  const int32_t span = buses - 1;
+  const double from = std::min(ratio.GetLastValue(), ratio.GetProcessing());
+  const double to = std::max(ratio.GetLastValue(), ratio.GetProcessing());
+  // The mix computes its position in single precision: a margin keeps a bus it may round down
+  // to inside.
+  const int32_t first = std::clamp(int32_t(std::floor(from * span - 1e-4)), 0, span);
+  const int32_t last = std::clamp(int32_t(std::floor(to * span)) + 1, 0, span);
+  return ((uint64_t(1) << (last + 1)) - 1) & ~((uint64_t(1) << first) - 1);
+}
+
 void RManyWayBlend::BlendAt(float* const* inputs, float* const* outputs, int32_t frames, int32_t buses, bool cyclic,
                             double ratio) noexcept {
   const int32_t span = cyclic ? buses : buses - 1;

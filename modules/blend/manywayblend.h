@@ -23,6 +23,9 @@ public:
   RBoolValue& GetCyclic() noexcept { return *cyclic_; }
 
   void Process(float* const* inputs, float* const* outputs, int32_t frames) override;
+  // The buses between where the ratio stood at the end of the last block and where it stands
+  // now, and the next one up: all a block can mix.
+  uint64_t GetInputsInUse() const noexcept override;
 
 private:
   // Fixed ratio: one position for the whole block.

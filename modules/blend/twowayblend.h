@@ -27,6 +27,7 @@ public:
   RTwoWayBlend();
 
   RPercentValue& GetRatio() noexcept { return *ratio_; }
+  const RPercentValue& GetRatio() const noexcept { return *ratio_; }
   RModuleChoiceValue& GetMode() noexcept { return *mode_; }
   // Null on a blend without the input side.
   RGainValue* GetGain() noexcept { return gain_.get(); }

@@ -39,6 +39,13 @@ public:
   }
 
   size_t SlotCount() const { return graph_->GetSlots().size(); }
+  // Which of "Bit 00" .. "Bit 16" have processed a block so far.
+  std::vector<int32_t> WordsThatRan() const {
+    std::vector<int32_t> ran;
+    for (int32_t k = 0; k <= 16; ++k)
+      if (graph_->GetSlots()[size_t(k)]->GetModule().GetLastBlockSize() > 0) ran.push_back(k);
+    return ran;
+  }
 
   void SetMorph(double ratio) {
     const int32_t index = graph_->GetParameterIndex(RString("ManyWayBlend 1 - Ratio"));
@@ -98,6 +105,20 @@ TEST(BitBankMorph, WalksFromAToBOneBitAtATime) {
   bank.Run(fromA, fromB);
   EXPECT_LT(fromB, 2.0 * step) << "at 1 the bank gives B at 16 bits";
   EXPECT_GT(fromA, 0.3);
+}
+
+TEST(BitBankMorph, OnlyTheWordsTheBlendStandsBetweenRun) {
+  BitBank bank;
+  // The blend starts at its default, half way: bus 8, its neighbour above, and one below for
+  // the rounding of the blend's own position.
+  double fromA = 0.0, fromB = 0.0;
+  bank.Run(fromA, fromB);
+  EXPECT_EQ(bank.WordsThatRan(), (std::vector<int32_t>{7, 8, 9}));
+  // A block that glides from 8 to 12 needs every word on the way.
+  BitBank moving;
+  moving.SetMorph(0.75);
+  moving.Run(fromA, fromB);
+  EXPECT_EQ(moving.WordsThatRan(), (std::vector<int32_t>{7, 8, 9, 10, 11, 12, 13}));
 }
 
 } // namespace
