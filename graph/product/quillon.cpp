@@ -13,31 +13,33 @@
 
 namespace {
 
+// A multi-parameter's value under the name every multi-parameter's has in a table.
 RString PositionName(RMultiParameter& multi) { return multi.GetPrefix() + multi.GetValue().GetName(); }
 
-} // namespace
-
-std::unique_ptr<RQuillon> RQuillon::Create() {
-  // A graph copies the registered creators when it is built: register them first.
-  RegisterModules();
-  auto product = std::make_unique<RQuillon>();
+// The steps after construction, in the order a host's instance takes them.
+std::unique_ptr<RQuillon> Prepared(std::unique_ptr<RQuillon> product) {
   product->CreateProcessors();
   product->InitParameters();
   product->ResetToDefaults();
   return product;
+}
+
+} // namespace
+
+// A graph copies the registered creators when it is built: they are registered first.
+std::unique_ptr<RQuillon> RQuillon::Create() {
+  RegisterModules();
+  return Prepared(std::make_unique<RQuillon>());
 }
 
 std::unique_ptr<RQuillon> RQuillon::Create(const RTagItem& definition) {
   RegisterModules();
-  auto product = std::make_unique<RQuillon>(definition);
-  product->CreateProcessors();
-  product->InitParameters();
-  product->ResetToDefaults();
-  return product;
+  return Prepared(std::make_unique<RQuillon>(definition));
 }
 
 RQuillon::RQuillon() : definition_(std::make_unique<RProductDefinition>()) {
   className_ = RString("Quillon");
+  // The definition is expanded once; only its tree stays.
   RTagItem plugin;
   ReadEmbeddedTree(kProductDefinitionTree, plugin);
   definition_->Read(plugin);
@@ -140,20 +142,20 @@ void RQuillon::Store(RStoreContext& context) {
 
 void RQuillon::ResetToDefaults() {
   Reset();
-  const bool wasLoading = loadingDefaults_;
-  loadingDefaults_ = true;
-  try {
+  struct LoadingFlag {
+    bool& flag;
+    const bool previous;
+    explicit LoadingFlag(bool& f) : flag(f), previous(f) { flag = true; }
+    ~LoadingFlag() { flag = previous; }
+  };
+  {
+    LoadingFlag loading(loadingDefaults_);
     // Expanded afresh each time: only the compressed bytes stay in memory.
     RTagItem state;
     ReadEmbeddedTree(kProductDefaultStateTree, state);
     LoadStateTree(state);
     PostLoad();
-  } catch (...) {
-    loadingDefaults_ = wasLoading;
-    throw;
   }
-  loadingDefaults_ = wasLoading;
-
   if (definition_->Has("latencyreporting")) enableLatencyReporting_ = definition_->GetInt("latencyreporting", 1) != 0;
   FindDefinedParts(true);
 }

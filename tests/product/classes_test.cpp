@@ -70,27 +70,22 @@ TEST(SwitchyardClassesTest, TheProductTakesItsCountsFromItsDefinition) {
   EXPECT_EQ(product->GetLaneCount(), 6);
 }
 
-TEST(SwitchyardClassesTest, CountsBeyondTheHostsMaximumAreCut) {
+TEST(SwitchyardClassesTest, TheDefinitionsCountsAreCutToTheHostsAndAbsentOnesLeaveItsDefault) {
   RTagItem plugin;
   product_test::ReadBuiltInDefinition(plugin);
   plugin.SetAttribute(RHashedString("multi"), 500);
   plugin.SetAttribute(RHashedString("publicmulti"), 300);
   plugin.SetAttribute(RHashedString("mod"), 40);
-  auto product = RQuillon::Create(plugin);
-  EXPECT_EQ(product->GetMultiParameterCount(), RSwitchyard::kMaxMultiParameters);
-  EXPECT_EQ(product->GetPublicMultiParameterCount(), RSwitchyard::kMaxMultiParameters);
-  EXPECT_EQ(product->GetModulatorCount(), RSwitchyard::kActiveModulators);
-}
+  auto large = RQuillon::Create(plugin);
+  EXPECT_EQ(large->GetMultiParameterCount(), RSwitchyard::kMaxMultiParameters);
+  EXPECT_EQ(large->GetPublicMultiParameterCount(), RSwitchyard::kMaxMultiParameters);
+  EXPECT_EQ(large->GetModulatorCount(), RSwitchyard::kActiveModulators);
 
-TEST(SwitchyardClassesTest, WithoutMultiInTheDefinitionTheHostsDefaultStands) {
-  RTagItem plugin;
-  product_test::ReadBuiltInDefinition(plugin);
   plugin.RemoveAttribute(RHashedString("multi"));
   plugin.RemoveAttribute(RHashedString("publicmulti"));
-  auto product = RQuillon::Create(plugin);
-  EXPECT_EQ(product->GetMultiParameterCount(), RSwitchyard::kDefaultMultiParameters);
-  EXPECT_EQ(product->GetPublicMultiParameterCount(), 0);
-  EXPECT_EQ(product->GetAutomatableCount(), product->GetParameterCount()) << "no public list: the host sees all";
+  auto plain = RQuillon::Create(plugin);
+  EXPECT_EQ(plain->GetMultiParameterCount(), RSwitchyard::kDefaultMultiParameters);
+  EXPECT_EQ(plain->GetAutomatableCount(), plain->GetParameterCount()) << "no public list: the host sees all";
 }
 
 } // namespace

@@ -43,20 +43,6 @@ TEST(ProductDefinitionTest, TheBuiltInDefinitionSaysWhatTheProductIs) {
   EXPECT_TRUE(definition.GetStoreModules().empty());
 }
 
-TEST(ProductDefinitionTest, AbsentKeysTakeTheirDefaults) {
-  RTagItem plugin(RString("plugin"));
-  RProductDefinition definition;
-  definition.Read(plugin);
-  EXPECT_EQ(definition.GetMultiParameterCount(), 0);
-  EXPECT_EQ(definition.GetPublicMultiParameterCount(), 0);
-  EXPECT_FALSE(definition.HasSideChain());
-  EXPECT_FALSE(definition.GetResetOnPreset());
-  EXPECT_EQ(definition.GetSmartInterpolation(), 32);
-  EXPECT_EQ(definition.GetPresetFolders(), 1);
-  EXPECT_TRUE(definition.GetCeilingParam().IsEmpty());
-  EXPECT_FALSE(definition.Has("latencyreporting"));
-}
-
 TEST(ProductDefinitionTest, TheEmbeddedTreesExpandToTheSizesRecordedWithThem) {
   for (const REmbeddedTree* embedded : {&kProductDefinitionTree, &kProductDefaultStateTree}) {
     RTagItem root;
