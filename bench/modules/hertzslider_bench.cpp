@@ -1,13 +1,18 @@
 // Cost of the frequency shifter per stereo frame through its whole cycle, 48 kHz, 512-frame
-// blocks: typical settings (shift 100 Hz, prefilter on, no feedback), and every stage engaged
-// (feedback through a 1 ms loop, so that the block runs in 48-sample pieces, shift and
-// dry/wet gliding each block). The oscillator alone shows what the mix costs.
+// blocks: typical settings (shift 100 Hz, prefilter on, no feedback); the product's setting
+// (Ugly, prefilter on, no feedback, a shift of +750 Hz, held or gliding over every block);
+// every stage engaged (feedback through a 1 ms loop, so that the block runs in 48-sample
+// pieces, shift and dry/wet gliding each block). The phase network and the oscillator alone
+// show what each costs of the whole.
 #include "bench/modules/modulebench.h"
 #include "modules/hertzslider/hertzslider.h"
+#include "modules/hertzslider/hilbertnetwork.h"
 
 namespace {
 
 using namespace modulebench;
+
+constexpr int32_t kUgly = 3;
 
 void Set(RHertzSlider& module, const char* label, double real) {
   const int32_t index = module.GetParameterIndex(RString::FromUTF8(label));
@@ -36,13 +41,35 @@ void Run(benchmark::State& state, bool everything, double delaySeconds = 0.001) 
   });
 }
 
+// As the product runs it: Ugly, prefilter on, delay 0 and no feedback, width 1.
+void RunProduct(benchmark::State& state, bool gliding) {
+  RHertzSlider module;
+  Prepare(module);
+  Set(module, "Character", kUgly);
+  Set(module, "Delay", 0.0);
+  Set(module, "Shift", RShiftRange::FromHertz(750.0));
+  RBlock block(2, 0.8f, 1);
+  const int32_t shift = module.GetParameterIndex(RString("Shift"));
+  const double up = RShiftRange::FromHertz(800.0), down = RShiftRange::FromHertz(700.0);
+  RunBlocks(state, module, block, [&](int64_t index) {
+    // Between 700 and 800 Hz and back, so that the oscillator glides through every block.
+    if (gliding) module.SetParameterEdited(kBlock - 1, shift, index % 2 == 0 ? up : down);
+  });
+}
+
 void BM_HertzSlider_Typical(benchmark::State& state) { Run(state, false); }
 BENCHMARK(BM_HertzSlider_Typical);
+
+void BM_HertzSlider_Product(benchmark::State& state) { RunProduct(state, false); }
+BENCHMARK(BM_HertzSlider_Product);
+
+void BM_HertzSlider_ProductGliding(benchmark::State& state) { RunProduct(state, true); }
+BENCHMARK(BM_HertzSlider_ProductGliding);
 
 void BM_HertzSlider_FeedbackEveryStage(benchmark::State& state) { Run(state, true); }
 BENCHMARK(BM_HertzSlider_FeedbackEveryStage);
 
-// The product's own delay: 0, a loop of one sample, run sample by sample.
+// The feedback loop at its shortest: one sample, run sample by sample.
 void BM_HertzSlider_FeedbackOneSample(benchmark::State& state) { Run(state, true, 0.0); }
 BENCHMARK(BM_HertzSlider_FeedbackOneSample);
 

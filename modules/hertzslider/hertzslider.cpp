@@ -166,7 +166,10 @@ void RHertzSlider::Process(float* const* inputs, float* const* outputs, int32_t 
   loopOpen_ = feedbackOn;
   const int32_t channelCount = std::min(int32_t(channels_.size()), processChannels_);
 
-  float dry[kPiece], work[kPiece], inPhase[kPiece], quadrature[kPiece], cosine[kPiece], minusSine[kPiece];
+  // Channels go in pairs, a pair's filters and oscillators in one pass: the stages of both
+  // channels and both paths then run side by side.
+  float dry[2][kPiece], work[2][kPiece], inPhase[2][kPiece], quadrature[2][kPiece];
+  float cosine[2][kPiece], minusSine[2][kPiece];
   for (int32_t done = 0; done < frames;) {
     const int32_t count = std::min(frames - done, feedbackOn ? pieceLength_ - piecePosition_ : kPiece);
     // Shift and Width move linearly over the block; each piece's oscillator glides between
@@ -175,39 +178,70 @@ void RHertzSlider::Process(float* const* inputs, float* const* outputs, int32_t 
     const double s1 = RShiftRange::ToHertz(shiftStart + shiftStep * (done + count));
     const double w0 = widthStart + widthStep * done, w1 = widthStart + widthStep * (done + count);
     double factor0 = 1.0, factor1 = 1.0;
-    for (int32_t c = 0; c < channelCount; ++c) {
-      Channel& channel = channels_[size_t(c)];
-      const float* in = (inputs && inputBuses_ > 0) ? inputs[c] : nullptr;
-      for (int32_t i = 0; i < count; ++i) dry[i] = in ? Sanitise(in[done + i]) : 0.0f;
-
-      const float* shifterInput = dry;
-      if (feedbackOn) {
-        const float* fed = channel.feedback + piecePosition_;
-        for (int32_t i = 0; i < count; ++i) {
-          work[i] = dry[i] + float(feedbackStart + feedbackStep * (done + i)) * fed[i];
+    for (int32_t first = 0; first < channelCount; first += 2) {
+      const bool pair = first + 1 < channelCount;
+      const int32_t members = pair ? 2 : 1;
+      Channel* group[2] = {&channels_[size_t(first)], pair ? &channels_[size_t(first + 1)] : nullptr};
+      const float* shifterInput[2] = {dry[0], dry[1]};
+      double startHz[2] = {}, endHz[2] = {};
+      for (int32_t k = 0; k < members; ++k) {
+        const float* in = (inputs && inputBuses_ > 0) ? inputs[first + k] : nullptr;
+        for (int32_t i = 0; i < count; ++i) dry[k][i] = in ? Sanitise(in[done + i]) : 0.0f;
+        if (feedbackOn) {
+          const float* fed = group[k]->feedback + piecePosition_;
+          for (int32_t i = 0; i < count; ++i) {
+            work[k][i] = dry[k][i] + float(feedbackStart + feedbackStep * (done + i)) * fed[i];
+          }
+          shifterInput[k] = work[k];
         }
-        shifterInput = work;
+        startHz[k] = s0 * factor0;
+        endHz[k] = s1 * factor1;
+        factor0 *= w0;
+        factor1 *= w1;
       }
-      if (prefilter) {
-        prefilter_.Run(channel.prefilter, shifterInput, work, count);
-        shifterInput = work;
+      if (pair) {
+        if (prefilter) {
+          prefilter_.RunPair(group[0]->prefilter, group[1]->prefilter, shifterInput[0], shifterInput[1], work[0],
+                             work[1], count);
+          shifterInput[0] = work[0];
+          shifterInput[1] = work[1];
+        }
+        network_.RunPair(group[0]->network, group[1]->network, shifterInput[0], shifterInput[1], inPhase[0],
+                         quadrature[0], inPhase[1], quadrature[1], count);
+        RQuadratureOscillator::RunPair(group[0]->oscillator, group[1]->oscillator, cosine[0], minusSine[0],
+                                       cosine[1], minusSine[1], count, startHz[0], endHz[0], startHz[1], endHz[1],
+                                       sampleRate_);
+      } else {
+        if (prefilter) {
+          prefilter_.Run(group[0]->prefilter, shifterInput[0], work[0], count);
+          shifterInput[0] = work[0];
+        }
+        network_.Run(group[0]->network, shifterInput[0], inPhase[0], quadrature[0], count);
+        group[0]->oscillator.Run(cosine[0], minusSine[0], count, startHz[0], endHz[0], sampleRate_);
       }
-      network_.Run(channel.network, shifterInput, inPhase, quadrature, count);
-      channel.oscillator.Run(cosine, minusSine, count, s0 * factor0, s1 * factor1, sampleRate_);
 
-      float* out = outputs[c] + done;
-      float* shifted = inPhase;
-      for (int32_t i = 0; i < count; ++i) {
-        shifted[i] = inPhase[i] * cosine[i] + quadrature[i] * minusSine[i];
-        const auto mix = float(mixStart + mixStep * (done + i));
-        out[i] = (shifted[i] - dry[i]) * mix + dry[i];
+      for (int32_t k = 0; k < members; ++k) {
+        float* out = outputs[first + k] + done;
+        float* shifted = inPhase[k];
+        const float* d = dry[k];
+        const float* q = quadrature[k];
+        const float* c = cosine[k];
+        const float* s = minusSine[k];
+        for (int32_t i = 0; i < count; ++i) shifted[i] = shifted[i] * c[i] + q[i] * s[i];
+        if (mixStep == 0.0) {
+          const auto mix = float(mixStart);
+          for (int32_t i = 0; i < count; ++i) out[i] = (shifted[i] - d[i]) * mix + d[i];
+        } else {
+          for (int32_t i = 0; i < count; ++i) {
+            const auto mix = float(mixStart + mixStep * (done + i));
+            out[i] = (shifted[i] - d[i]) * mix + d[i];
+          }
+        }
+        if (feedbackOn) {
+          float* written = group[k]->written + piecePosition_;
+          for (int32_t i = 0; i < count; ++i) written[i] = std::clamp(shifted[i], -kFeedbackClamp, kFeedbackClamp);
+        }
       }
-      if (feedbackOn) {
-        float* written = channel.written + piecePosition_;
-        for (int32_t i = 0; i < count; ++i) written[i] = std::clamp(shifted[i], -kFeedbackClamp, kFeedbackClamp);
-      }
-      factor0 *= w0;
-      factor1 *= w1;
     }
     done += count;
     if (!feedbackOn) continue;

@@ -15,8 +15,8 @@ const RHilbertNetwork::Table& RHilbertNetwork::GetTable(int32_t character) noexc
 }
 
 void RHilbertNetwork::State::Clear() noexcept {
-  for (RBiquadState& s : inPhase) s.Clear();
-  for (RBiquadState& s : quadrature) s.Clear();
+  inPhase.Clear();
+  quadrature.Clear();
 }
 
 void RHilbertNetwork::Design(int32_t character) {
@@ -26,12 +26,28 @@ void RHilbertNetwork::Design(int32_t character) {
     inPhase_[s].Design(RBiquad::kAllPass, 0.0, table.stages[s][0], kDesignRate, table.stages[s][1]);
     const auto& q = table.stages[kStagesPerPath + s];
     quadrature_[s].Design(RBiquad::kAllPass, 0.0, q[0], kDesignRate, q[1]);
+    for (int32_t lane = 0; lane < 2; ++lane) {
+      lanes_[s].Set(lane, inPhase_[s].GetCoefficients());
+      lanes_[s].Set(2 + lane, quadrature_[s].GetCoefficients());
+    }
   }
   character_ = character;
 }
 
 void RHilbertNetwork::Run(State& state, const float* input, float* inPhase, float* quadrature,
                           int32_t count) const noexcept {
-  RBiquad::RunCascade(inPhase_, state.inPhase, kStagesPerPath, input, inPhase, count);
-  RBiquad::RunCascade(quadrature_, state.quadrature, kStagesPerPath, input, quadrature, count);
+  // The right-hand lanes idle on scratch states.
+  RLaneFilters::RLaneState* const states[4] = {&state.inPhase, nullptr, &state.quadrature, nullptr};
+  const float* const inputs[4] = {input, input, input, input};
+  float* const outputs[4] = {inPhase, nullptr, quadrature, nullptr};
+  RLaneFilters::AllPassQuad(lanes_, kStagesPerPath, states, inputs, outputs, count);
+}
+
+void RHilbertNetwork::RunPair(State& left, State& right, const float* inLeft, const float* inRight,
+                              float* inPhaseLeft, float* quadratureLeft, float* inPhaseRight,
+                              float* quadratureRight, int32_t count) const noexcept {
+  RLaneFilters::RLaneState* const states[4] = {&left.inPhase, &right.inPhase, &left.quadrature, &right.quadrature};
+  const float* const inputs[4] = {inLeft, inRight, inLeft, inRight};
+  float* const outputs[4] = {inPhaseLeft, inPhaseRight, quadratureLeft, quadratureRight};
+  RLaneFilters::AllPassQuad(lanes_, kStagesPerPath, states, inputs, outputs, count);
 }

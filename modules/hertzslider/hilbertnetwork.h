@@ -8,12 +8,17 @@
 // moves along with it (at 96 kHz it lies a little over twice as high), which keeps the
 // coefficients independent of the host and the Characters sounding alike across rates.
 //
+// Both paths of a stereo pair run as four lanes of one all-pass cascade
+// (modules/dsp/lanefilters.h): two multiplies a stage, every stage of all four chains per
+// sample, which is what makes the shifter cheap. Values between the stages stay 64-bit.
+//
 // Design runs where the owner takes a parameter change in; Run is [audio-thread],
 // allocation-free and noexcept.
 
 #include <cstdint>
 
 #include "modules/dsp/biquad.h"
+#include "modules/dsp/lanefilters.h"
 
 class RHilbertNetwork {
 public:
@@ -32,10 +37,10 @@ public:
   };
   static const Table& GetTable(int32_t character) noexcept;
 
-  // Per channel: a state for every stage of both paths.
+  // Per channel: the history of both paths.
   struct State {
-    RBiquadState inPhase[kStagesPerPath];
-    RBiquadState quadrature[kStagesPerPath];
+    RLaneFilters::RLaneState inPhase;
+    RLaneFilters::RLaneState quadrature;
     void Clear() noexcept;
   };
 
@@ -46,6 +51,9 @@ public:
 
   // input to both paths; input may be neither output.
   void Run(State& state, const float* input, float* inPhase, float* quadrature, int32_t count) const noexcept;
+  // Two channels at once, each with its state, input and two outputs.
+  void RunPair(State& left, State& right, const float* inLeft, const float* inRight, float* inPhaseLeft,
+               float* quadratureLeft, float* inPhaseRight, float* quadratureRight, int32_t count) const noexcept;
 
   const RBiquad* GetInPhaseStages() const noexcept { return inPhase_; }
   const RBiquad* GetQuadratureStages() const noexcept { return quadrature_; }
@@ -53,5 +61,7 @@ public:
 private:
   RBiquad inPhase_[kStagesPerPath];
   RBiquad quadrature_[kStagesPerPath];
+  // The same stages by lane: in-phase left and right, then quadrature left and right.
+  RLaneFilters::RLaneStage lanes_[kStagesPerPath];
   int32_t character_ = -1;
 };

@@ -12,29 +12,27 @@ double RQuadratureOscillator::GetPhase() const noexcept { return std::atan2(im_,
 
 double RQuadratureOscillator::GetAmplitude() const noexcept { return std::sqrt(re_ * re_ + im_ * im_); }
 
-void RQuadratureOscillator::Run(float* cosine, float* minusSine, int32_t count, double startHz, double endHz,
-                                double sampleRate) noexcept {
-  if (count <= 0 || !(sampleRate > 0.0)) return;
+RQuadratureOscillator::Rotation RQuadratureOscillator::Start(int32_t count, double startHz, double endHz,
+                                                             double sampleRate) const noexcept {
   const double radiansPerHz = 2.0 * std::numbers::pi / sampleRate;
   const double step = startHz * radiansPerHz;
   // The step grows by the same angle every sample: the frequency ramps linearly.
   const double glide = (endHz - startHz) * radiansPerHz / double(count);
-  double stepRe = std::cos(step), stepIm = std::sin(step);
-  const double glideRe = std::cos(glide), glideIm = std::sin(glide);
-  const bool gliding = glide != 0.0;
-  double re = re_, im = im_;
-  for (int32_t i = 0; i < count; ++i) {
-    if (cosine) cosine[i] = float(re);
-    if (minusSine) minusSine[i] = float(-im);
-    const double nextRe = re * stepRe - im * stepIm;
-    im = re * stepIm + im * stepRe;
-    re = nextRe;
-    if (gliding) {
-      const double nextStepRe = stepRe * glideRe - stepIm * glideIm;
-      stepIm = stepRe * glideIm + stepIm * glideRe;
-      stepRe = nextStepRe;
-    }
+  return {re_, im_, std::cos(step), std::sin(step), std::cos(glide), std::sin(glide), glide != 0.0};
+}
+
+inline void RQuadratureOscillator::Advance(Rotation& r) noexcept {
+  const double nextRe = r.re * r.stepRe - r.im * r.stepIm;
+  r.im = r.re * r.stepIm + r.im * r.stepRe;
+  r.re = nextRe;
+  if (r.gliding) {
+    const double nextStepRe = r.stepRe * r.glideRe - r.stepIm * r.glideIm;
+    r.stepIm = r.stepRe * r.glideIm + r.stepIm * r.glideRe;
+    r.stepRe = nextStepRe;
   }
+}
+
+void RQuadratureOscillator::Finish(double re, double im) noexcept {
   // A NaN frequency would poison the phasor for good: start again from phase 0 instead.
   const double length = re * re + im * im;
   if (!std::isfinite(length) || length < 0.25) {
@@ -44,4 +42,35 @@ void RQuadratureOscillator::Run(float* cosine, float* minusSine, int32_t count, 
   const double g = 1.5 - 0.5 * length;
   re_ = re * g;
   im_ = im * g;
+}
+
+void RQuadratureOscillator::Run(float* cosine, float* minusSine, int32_t count, double startHz, double endHz,
+                                double sampleRate) noexcept {
+  if (count <= 0 || !(sampleRate > 0.0)) return;
+  Rotation r = Start(count, startHz, endHz, sampleRate);
+  for (int32_t i = 0; i < count; ++i) {
+    if (cosine) cosine[i] = float(r.re);
+    if (minusSine) minusSine[i] = float(-r.im);
+    Advance(r);
+  }
+  Finish(r.re, r.im);
+}
+
+void RQuadratureOscillator::RunPair(RQuadratureOscillator& left, RQuadratureOscillator& right, float* cosineLeft,
+                                    float* minusSineLeft, float* cosineRight, float* minusSineRight, int32_t count,
+                                    double startLeftHz, double endLeftHz, double startRightHz, double endRightHz,
+                                    double sampleRate) noexcept {
+  if (count <= 0 || !(sampleRate > 0.0)) return;
+  Rotation l = left.Start(count, startLeftHz, endLeftHz, sampleRate);
+  Rotation r = right.Start(count, startRightHz, endRightHz, sampleRate);
+  for (int32_t i = 0; i < count; ++i) {
+    cosineLeft[i] = float(l.re);
+    minusSineLeft[i] = float(-l.im);
+    cosineRight[i] = float(r.re);
+    minusSineRight[i] = float(-r.im);
+    Advance(l);
+    Advance(r);
+  }
+  left.Finish(l.re, l.im);
+  right.Finish(r.re, r.im);
 }

@@ -27,8 +27,24 @@ public:
   // sampleRate a sample with the frequency moving linearly from startHz to endHz over the
   // block. Either output may be null.
   void Run(float* cosine, float* minusSine, int32_t count, double startHz, double endHz, double sampleRate) noexcept;
+  // Two oscillators in one loop, each as its own Run would go (the same values): the two
+  // recursions overlap, where one after the other each waits on its multiplies.
+  static void RunPair(RQuadratureOscillator& left, RQuadratureOscillator& right, float* cosineLeft,
+                      float* minusSineLeft, float* cosineRight, float* minusSineRight, int32_t count,
+                      double startLeftHz, double endLeftHz, double startRightHz, double endRightHz,
+                      double sampleRate) noexcept;
 
 private:
+  // The phasor and its step per sample, as a loop carries them.
+  struct Rotation {
+    double re, im, stepRe, stepIm, glideRe, glideIm;
+    bool gliding;
+  };
+  Rotation Start(int32_t count, double startHz, double endHz, double sampleRate) const noexcept;
+  // Takes the loop's phasor back, renormalised.
+  void Finish(double re, double im) noexcept;
+  static void Advance(Rotation& r) noexcept;
+
   double re_ = 1.0;
   double im_ = 0.0;
 };

@@ -9,12 +9,16 @@
 //   one    a bilinear one-pole low-pass at 0.45 of the rate, a zero at Nyquist to take the
 //          last of the top octave.
 //
+// A stereo pair runs as two lanes of one cascade (modules/dsp/lanefilters.h), every stage per
+// sample, with 64-bit values between the stages.
+//
 // Design runs at setup (it rests on the sample rate only); Run is [audio-thread],
 // allocation-free and noexcept.
 
 #include <cstdint>
 
 #include "modules/dsp/biquad.h"
+#include "modules/dsp/lanefilters.h"
 
 class RShifterPrefilter {
 public:
@@ -23,15 +27,20 @@ public:
   static constexpr double kLowPassHz = 18000.0;
 
   struct State {
-    RBiquadState stages[kStageCount];
+    RLaneFilters::RLaneState stages;
     void Clear() noexcept;
   };
+  static_assert(kStageCount <= RLaneFilters::kMaxStages);
 
   void Design(double sampleRate);
   // input may equal output.
   void Run(State& state, const float* input, float* output, int32_t count) const noexcept;
+  // Two channels at once; each input may equal its output.
+  void RunPair(State& left, State& right, const float* inLeft, const float* inRight, float* outLeft,
+               float* outRight, int32_t count) const noexcept;
   const RBiquad* GetStages() const noexcept { return stages_; }
 
 private:
   RBiquad stages_[kStageCount];
+  RLaneFilters::RLaneStage lanes_[kStageCount];  // the same stages in both lanes
 };
