@@ -81,6 +81,7 @@ expect_refusal "negative length" bench --seconds -2
 expect_refusal "length that is no number" bench --seconds soon
 expect_refusal "length with a unit" bench --seconds 10s
 expect_refusal "length beyond an hour" bench --seconds 3601
+expect_refusal "length under one frame" bench --seconds 0.00001
 expect_refusal "infinite length" bench --seconds inf
 expect_refusal "unknown parameter" bench --seconds 0.1 --set Nope=1
 expect_refusal "bad value" bench --seconds 0.1 --set "B Source=Elsewhere"

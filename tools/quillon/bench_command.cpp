@@ -65,6 +65,11 @@ void RunBench(const BenchOptions& options) {
   const double seconds = ParseSeconds(options.seconds);
   // Generated first: a bad rate is refused before the plug-in is built.
   const RPiece piece = MakePiece(std::min(seconds, kPieceSeconds), options.rate);
+  const int64_t totalFrames = std::llround(seconds * options.rate);
+  if (totalFrames < 1) {
+    throw CommandError("--seconds " + options.seconds + " is shorter than one frame at " +
+                       std::to_string(std::lround(options.rate)) + " Hz");
+  }
 
   std::unique_ptr<ROfflineHost> host = OpenHost();
   ROfflineHost::Format format;
@@ -78,7 +83,6 @@ void RunBench(const BenchOptions& options) {
   RProgressBar silent(false);
   RProcessTimer timer;
   int64_t frames = 0;
-  const int64_t totalFrames = std::llround(seconds * options.rate);
   while (frames < totalFrames) {
     const int64_t left = totalFrames - frames;
     if (left >= piece.main.GetFrameCount()) {
@@ -98,7 +102,7 @@ void RunBench(const BenchOptions& options) {
               "block %d, through %s\n",
               audioSeconds, options.rate, options.block, host->GetPlugin().GetName().ToUTF8().c_str());
   std::printf("processing: %.6f s of CPU time, %.1f ns per stereo frame, %.3f%% of one core\n", cpuSeconds,
-              frames > 0 ? cpuSeconds * 1e9 / double(frames) : 0.0, cpuSeconds / audioSeconds * 100.0);
+              cpuSeconds * 1e9 / double(frames), cpuSeconds / audioSeconds * 100.0);
   std::printf("%s\n", FormatRealTimeFactor(audioSeconds, cpuSeconds).c_str());
   std::fflush(stdout);
 }
