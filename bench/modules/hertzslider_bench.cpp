@@ -2,8 +2,8 @@
 // blocks: typical settings (shift 100 Hz, prefilter on, no feedback); the product's setting
 // (Ugly, prefilter on, no feedback, a shift of +750 Hz, held or gliding over every block);
 // every stage engaged (feedback through a 1 ms loop, so that the block runs in 48-sample
-// pieces, shift and dry/wet gliding each block). The phase network and the oscillator alone
-// show what each costs of the whole.
+// pieces, shift and dry/wet gliding each block). The prefilter, the phase network and the
+// oscillators alone show what each costs of the whole.
 #include "bench/modules/modulebench.h"
 #include "modules/hertzslider/hertzslider.h"
 #include "modules/hertzslider/hilbertnetwork.h"
@@ -73,15 +73,46 @@ BENCHMARK(BM_HertzSlider_FeedbackEveryStage);
 void BM_HertzSlider_FeedbackOneSample(benchmark::State& state) { Run(state, true, 0.0); }
 BENCHMARK(BM_HertzSlider_FeedbackOneSample);
 
-void BM_HertzSlider_Oscillator(benchmark::State& state) {
-  RQuadratureOscillator oscillator;
+// The parts on their own, a stereo pair each as the module runs them.
+void BM_HertzSlider_Prefilter(benchmark::State& state) {
+  RShifterPrefilter prefilter;
+  prefilter.Design(kRate);
+  RShifterPrefilter::State left, right;
+  RBlock block(2, 0.8f, 1);
+  for (auto _ : state) {
+    prefilter.RunPair(left, right, block.in[0].data(), block.in[1].data(), block.out[0].data(), block.out[1].data(),
+                      kBlock);
+    benchmark::DoNotOptimize(block.out[0].data());
+  }
+  CountPerFrame(state);
+}
+BENCHMARK(BM_HertzSlider_Prefilter);
+
+void BM_HertzSlider_Network(benchmark::State& state) {
+  RHilbertNetwork network;
+  network.Design(kUgly);
+  RHilbertNetwork::State left, right;
+  RBlock block(2, 0.8f, 1);
   RChannels quadrature(2);
   for (auto _ : state) {
-    oscillator.Run(quadrature[0].data(), quadrature[1].data(), kBlock, 100.0, 100.0, kRate);
+    network.RunPair(left, right, block.in[0].data(), block.in[1].data(), block.out[0].data(), quadrature[0].data(),
+                    block.out[1].data(), quadrature[1].data(), kBlock);
+    benchmark::DoNotOptimize(block.out[0].data());
+  }
+  CountPerFrame(state);
+}
+BENCHMARK(BM_HertzSlider_Network);
+
+void BM_HertzSlider_Oscillators(benchmark::State& state) {
+  RQuadratureOscillator left, right;
+  RChannels quadrature(4);
+  for (auto _ : state) {
+    RQuadratureOscillator::RunPair(left, right, quadrature[0].data(), quadrature[1].data(), quadrature[2].data(),
+                                   quadrature[3].data(), kBlock, 750.0, 750.0, 750.0, 750.0, kRate);
     benchmark::DoNotOptimize(quadrature[0].data());
   }
   CountPerFrame(state);
 }
-BENCHMARK(BM_HertzSlider_Oscillator);
+BENCHMARK(BM_HertzSlider_Oscillators);
 
 } // namespace

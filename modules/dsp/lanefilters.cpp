@@ -25,10 +25,11 @@ using RLaneFilters::RLaneState;
 // each way).
 constexpr int32_t kChunk = 64;
 
-HWY_INLINE double LimitInput(float x) {
-  const double v = double(x);
-  const double finite = v == v ? v : 0.0;
-  return std::min(std::max(finite, -RDspKernels::kBiquadLimit), RDspKernels::kBiquadLimit);
+// NaN to 0, then held within the limit, a whole vector at a time.
+template <class D, class V>
+HWY_INLINE V LimitInput(D d, V v) {
+  const V finite = hn::IfThenElseZero(hn::Eq(v, v), v);
+  return hn::Min(hn::Max(finite, hn::Set(d, -RDspKernels::kBiquadLimit)), hn::Set(d, RDspKernels::kBiquadLimit));
 }
 
 // L lanes through S stages. The lanes are gathered into an interleaved buffer a chunk at a
@@ -81,17 +82,19 @@ HWY_INLINE void RunLanes(const RLaneStage* stages, RLaneState* const* states, co
     const int32_t n = std::min(kChunk, count - done);
     for (size_t k = 0; k < L; ++k) {
       const float* in = inputs[k] + done;
-      for (int32_t i = 0; i < n; ++i) x[size_t(i) * L + k] = LimitInput(in[i]);
+      for (int32_t i = 0; i < n; ++i) x[size_t(i) * L + k] = double(in[i]);
     }
+    for (size_t j = 0; j < size_t(n) * L; j += N) hn::Store(LimitInput(d, hn::Load(d, x + j)), d, x + j);
     for (int32_t i = 0; i < n; ++i) {
       for (size_t g = 0; g < G; ++g) {
         V v = hn::Load(d, x + size_t(i) * L + g * N);
         for (int s = 0; s < S; ++s) {
           V out;
           if constexpr (kAllPass) {
-            // a2 (x - y2) + x2 first: only the last term waits on the previous output.
+            // Only the last product waits on the previous output: a multiply and a subtraction
+            // a sample is the whole recursion.
             const V direct = hn::Add(hn::Mul(f2[s][g], hn::Sub(v, z2[s + 1][g])), z2[s][g]);
-            out = hn::Add(direct, hn::Mul(f1[s][g], hn::Sub(z1[s][g], z1[s + 1][g])));
+            out = hn::Sub(hn::Add(direct, hn::Mul(f1[s][g], z1[s][g])), hn::Mul(f1[s][g], z1[s + 1][g]));
           } else {
             V sum = hn::Add(hn::Mul(b0[s][g], v), hn::Mul(b1[s][g], z1[s][g]));
             sum = hn::Add(sum, hn::Mul(b2[s][g], z2[s][g]));

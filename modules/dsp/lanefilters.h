@@ -58,8 +58,9 @@ void BiquadPair(const RLaneStage* stages, int32_t stageCount, RLaneState* const 
                 const float* const inputs[2], float* const outputs[2], int32_t count) noexcept;
 
 // Four lanes through stageCount second-order all-pass stages, which need only f1 and f2 of
-// each lane: b0 = -f2, b1 = -f1, b2 = 1, and y = a2 (x - y2) + a1 (x1 - y1) + x2 with a1 = -f1,
-// a2 = -f2 costs two multiplies instead of five. Null states and outputs as in BiquadPair.
+// each lane: b0 = -f2, b1 = -f1, b2 = 1, and y = a2 (x - y2) + x2 + a1 x1 - a1 y1 with a1 = -f1,
+// a2 = -f2 costs three multiplies instead of five, one of them in the recursion. Null states
+// and outputs as in BiquadPair.
 void AllPassQuad(const RLaneStage* stages, int32_t stageCount, RLaneState* const states[4],
                  const float* const inputs[4], float* const outputs[4], int32_t count) noexcept;
 
