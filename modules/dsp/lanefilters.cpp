@@ -32,11 +32,149 @@ HWY_INLINE V LimitInput(D d, V v) {
   return hn::Min(hn::Max(finite, hn::Set(d, -RDspKernels::kBiquadLimit)), hn::Set(d, RDspKernels::kBiquadLimit));
 }
 
+// One general stage. The order of the sums is the same wherever a stage runs, so that both
+// ways of running a pair give the same bits; the previous output comes in last, as only its
+// product lies on the recursion.
+template <class V>
+HWY_INLINE V GeneralStage(V b0, V b1, V b2, V f1, V f2, V x, V x1, V x2, V y1, V y2) {
+  const V history = hn::Add(hn::Add(hn::Mul(b1, x1), hn::Mul(b2, x2)), hn::Mul(f2, y2));
+  return hn::Add(hn::Add(history, hn::Mul(b0, x)), hn::Mul(f1, y1));
+}
+
+#if HWY_TARGET != HWY_SCALAR
+// A pair through S stages as a wavefront: the stages themselves lie side by side in the lanes,
+// each one sample behind the stage before it, so that a step runs every stage of both
+// channels at once and a stage's input is what the stage before gave at the previous step.
+// Vector j holds stage 2j left and right, then stage 2j + 1 left and right; with S odd, the
+// last stage passes its input on unchanged. The first and the last steps of a run find some
+// stages without a sample: those keep their state. At the end every stage has taken the whole
+// run, so the state is that of the plain run.
+constexpr int32_t kWaveChunk = 256;
+// Below this many samples, filling and draining the wavefront costs more than it saves.
+constexpr int32_t kWaveMinimum = 32;
+
+template <int S>
+HWY_INLINE void RunPairWavefront(const RLaneStage* stages, RLaneState* const* lanes, const float* const* inputs,
+                                 float* const* outputs, int32_t count) {
+  using D = hn::CappedTag<double, 4>;
+  using V = hn::Vec<D>;
+  using M = hn::Mask<D>;
+  const D d;
+  constexpr int W = (S + 1) / 2;
+  constexpr int P = 2 * W;  // stages in the wavefront, with the pass-through one
+
+  V b0[W], b1[W], b2[W], f1[W], f2[W], x1[W], x2[W], y1[W], y2[W], index[W];
+  HWY_ALIGN double packed[10][4];
+  for (int j = 0; j < W; ++j) {
+    for (int lane = 0; lane < 4; ++lane) {
+      const int k = 2 * j + lane / 2, c = lane % 2;
+      const RLaneState& state = *lanes[c];
+      const bool real = k < S;
+      packed[0][lane] = real ? stages[k].b0[c] : 1.0;
+      packed[1][lane] = real ? stages[k].b1[c] : 0.0;
+      packed[2][lane] = real ? stages[k].b2[c] : 0.0;
+      packed[3][lane] = real ? stages[k].f1[c] : 0.0;
+      packed[4][lane] = real ? stages[k].f2[c] : 0.0;
+      packed[5][lane] = state.z1[k];
+      packed[6][lane] = state.z2[k];
+      packed[7][lane] = state.z1[real ? k + 1 : k];
+      packed[8][lane] = state.z2[real ? k + 1 : k];
+      packed[9][lane] = double(k);
+    }
+    b0[j] = hn::Load(d, packed[0]);
+    b1[j] = hn::Load(d, packed[1]);
+    b2[j] = hn::Load(d, packed[2]);
+    f1[j] = hn::Load(d, packed[3]);
+    f2[j] = hn::Load(d, packed[4]);
+    x1[j] = hn::Load(d, packed[5]);
+    x2[j] = hn::Load(d, packed[6]);
+    y1[j] = hn::Load(d, packed[7]);
+    y2[j] = hn::Load(d, packed[8]);
+    index[j] = hn::Load(d, packed[9]);
+  }
+
+  // Per step the new input pair in the upper half, where the stage before stage 0 would stand.
+  HWY_ALIGN double in[kWaveChunk * 4];
+  HWY_ALIGN double out[kWaveChunk * 4];
+  for (int32_t done = 0; done < count; done += kWaveChunk) {
+    const int32_t n = std::min(kWaveChunk, count - done);
+    for (int32_t t = 0; t < n; ++t) {
+      in[t * 4] = 0.0;
+      in[t * 4 + 1] = 0.0;
+      in[t * 4 + 2] = double(inputs[0][done + t]);
+      in[t * 4 + 3] = double(inputs[1][done + t]);
+    }
+    for (int32_t j = 0; j < n * 4; j += 4) hn::Store(LimitInput(d, hn::Load(d, in + j)), d, in + j);
+
+    const auto step = [&](int32_t t, bool partial) HWY_ATTR {
+      V x[W];
+      x[0] = hn::ConcatLowerUpper(d, y1[0], hn::Load(d, in + std::min(t, n - 1) * 4));
+      for (int j = 1; j < W; ++j) x[j] = hn::ConcatLowerUpper(d, y1[j], y1[j - 1]);
+      for (int j = 0; j < W; ++j) {
+        const V y = GeneralStage(b0[j], b1[j], b2[j], f1[j], f2[j], x[j], x1[j], x2[j], y1[j], y2[j]);
+        if (partial) {
+          // Stage k takes sample t - k, if the run has it.
+          const M active = hn::And(hn::Le(index[j], hn::Set(d, double(t))), hn::Gt(index[j], hn::Set(d, double(t - n))));
+          x2[j] = hn::IfThenElse(active, x1[j], x2[j]);
+          x1[j] = hn::IfThenElse(active, x[j], x1[j]);
+          y2[j] = hn::IfThenElse(active, y1[j], y2[j]);
+          y1[j] = hn::IfThenElse(active, y, y1[j]);
+        } else {
+          x2[j] = x1[j];
+          x1[j] = x[j];
+          y2[j] = y1[j];
+          y1[j] = y;
+        }
+      }
+      if (t >= P - 1) hn::Store(y1[W - 1], d, out + (t - (P - 1)) * 4);
+    };
+    const int32_t steps = n + P - 1;
+    const int32_t steadyFrom = P - 1, steadyTo = n;  // every stage has a sample in [steadyFrom, steadyTo)
+    int32_t t = 0;
+    for (; t < std::min(steadyFrom, steps); ++t) step(t, true);
+    for (; t < steadyTo; ++t) step(t, false);
+    for (; t < steps; ++t) step(t, true);
+
+    for (int c = 0; c < 2; ++c) {
+      float* o = outputs[c];
+      if (!o) continue;
+      o += done;
+      for (int32_t i = 0; i < n; ++i) o[i] = float(out[i * 4 + 2 + c]);
+    }
+  }
+
+  for (int j = 0; j < W; ++j) {
+    hn::Store(x1[j], d, packed[5]);
+    hn::Store(x2[j], d, packed[6]);
+    hn::Store(y1[j], d, packed[7]);
+    hn::Store(y2[j], d, packed[8]);
+    for (int lane = 0; lane < 4; ++lane) {
+      const int k = 2 * j + lane / 2, c = lane % 2;
+      if (k >= S) continue;
+      lanes[c]->z1[k] = packed[5][lane];
+      lanes[c]->z2[k] = packed[6][lane];
+      lanes[c]->z1[k + 1] = packed[7][lane];
+      lanes[c]->z2[k + 1] = packed[8][lane];
+    }
+  }
+}
+
+#endif  // HWY_TARGET != HWY_SCALAR
+
 // L lanes through S stages. The lanes are gathered into an interleaved buffer a chunk at a
 // time, so that the recursion loads and stores whole vectors, and spread out again after.
 template <size_t L, bool kAllPass, int S>
 HWY_INLINE void RunLanes(const RLaneStage* stages, RLaneState* const* states, const float* const* inputs,
                          float* const* outputs, int32_t count) {
+#if HWY_TARGET != HWY_SCALAR
+  if constexpr (L == 2 && !kAllPass && hn::MaxLanes(hn::CappedTag<double, 4>()) == 4) {
+    if (count >= kWaveMinimum) {
+      RLaneState scratch[2];
+      RLaneState* const pair[2] = {states[0] ? states[0] : &scratch[0], states[1] ? states[1] : &scratch[1]};
+      return RunPairWavefront<S>(stages, pair, inputs, outputs, count);
+    }
+  }
+#endif
   using D = hn::CappedTag<double, L>;
   using V = hn::Vec<D>;
   const D d;
@@ -96,10 +234,8 @@ HWY_INLINE void RunLanes(const RLaneStage* stages, RLaneState* const* states, co
             const V direct = hn::Add(hn::Mul(f2[s][g], hn::Sub(v, z2[s + 1][g])), z2[s][g]);
             out = hn::Sub(hn::Add(direct, hn::Mul(f1[s][g], z1[s][g])), hn::Mul(f1[s][g], z1[s + 1][g]));
           } else {
-            V sum = hn::Add(hn::Mul(b0[s][g], v), hn::Mul(b1[s][g], z1[s][g]));
-            sum = hn::Add(sum, hn::Mul(b2[s][g], z2[s][g]));
-            sum = hn::Add(sum, hn::Mul(f2[s][g], z2[s + 1][g]));
-            out = hn::Add(sum, hn::Mul(f1[s][g], z1[s + 1][g]));
+            out = GeneralStage(b0[s][g], b1[s][g], b2[s][g], f1[s][g], f2[s][g], v, z1[s][g], z2[s][g],
+                               z1[s + 1][g], z2[s + 1][g]);
           }
           // The input node moves on here; the output node is the next stage's input.
           z2[s][g] = z1[s][g];

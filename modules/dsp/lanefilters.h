@@ -5,7 +5,9 @@
 // channel at a time, that latency is all a cascade gets done. Taking every stage of every lane
 // per sample gives the processor independent recursions to overlap: the frequency shifter,
 // whose eight-stage prefilter and two four-stage all-pass paths run here, went from 113 to
-// 27 ns a stereo frame at 48 kHz.
+// 20 ns a stereo frame at 48 kHz. A pair of channels, which fills only half a vector of four,
+// runs longer buffers as a wavefront, the stages themselves side by side, each one sample
+// behind the one before; every way of running a pair gives the same bits.
 //
 // A lane's state is the last two values at each node of its cascade (its input, between two
 // stages, its output): the output history of one stage is the input history of the next, so

@@ -143,6 +143,30 @@ TEST(PairedRun, ThePrefilterMatchesItsStagesRunOneByOneAtEveryRate) {
   }
 }
 
+TEST(PairedRun, ThePrefilterGivesTheSameBitsHoweverTheBlockIsCut) {
+  // Long runs and runs of a sample or two take different ways through the stages; the state
+  // one leaves must be the state the other goes on from.
+  const std::vector<float> left = Signal(7, 6000), right = Signal(8, 6000);
+  RShifterPrefilter prefilter;
+  prefilter.Design(48000.0);
+  const auto run = [&](auto&& pieces) {
+    RShifterPrefilter::State stateL, stateR;
+    std::vector<float> l(left.size()), r(right.size());
+    int32_t done = 0;
+    for (size_t p = 0; done < int32_t(left.size()); ++p) {
+      const int32_t count = std::min(pieces(p), int32_t(left.size()) - done);
+      prefilter.RunPair(stateL, stateR, left.data() + done, right.data() + done, l.data() + done, r.data() + done,
+                        count);
+      done += count;
+    }
+    return std::vector<std::vector<float>>{l, r};
+  };
+  const auto whole = run([](size_t) { return 6000; });
+  EXPECT_EQ(run([](size_t) { return 1; }), whole);
+  EXPECT_EQ(run([](size_t p) { return p % 2 == 0 ? 2 : 300; }), whole);
+  EXPECT_EQ(run([](size_t p) { return int32_t(31 + p % 3); }), whole);
+}
+
 TEST(PairedRun, NotANumberOrInfinityInIsTakenAsSilenceOrTheLimitAndLeavesNothingBehind) {
   RHilbertNetwork network;
   network.Design(3);
