@@ -482,15 +482,13 @@ void RAudioPlugin::ClampOutputs(float* const* outputs, int32_t frames) const noe
     for (int32_t c = 0; c < hostChannels_; ++c) {
       float* y = outputs[b * channelStride_ + c];
       if (!y) continue;
+      // Selects and an unconditional store, so that the loop runs in vector registers: every
+      // module of a graph passes here once per block.
       for (int32_t i = 0; i < frames; ++i) {
-        const float v = y[i];
-        if (v > kOutputClamp) {
-          y[i] = kOutputClamp;
-        } else if (v < -kOutputClamp) {
-          y[i] = -kOutputClamp;
-        } else if (v != v) {
-          y[i] = 0.0f;  // nothing undefined leaves the block
-        }
+        float v = y[i];
+        v = v == v ? v : 0.0f;  // nothing undefined leaves the block
+        v = v > kOutputClamp ? kOutputClamp : v;
+        y[i] = v < -kOutputClamp ? -kOutputClamp : v;
       }
     }
   }

@@ -175,7 +175,7 @@ RTopTextFrequencyRange::RTopTextFrequencyRange(double min, double max, double de
     : RFrequencyRange(min, max, defaultValue), topText_(topText) {}
 
 RString RTopTextFrequencyRange::FormatValue(double hertz) const {
-  if (!topText_.IsEmpty() && hertz >= max_ - kSameValue) return topText_;
+  if (!topText_.IsEmpty() && RLog10FrequencyValue::IsAtTop(hertz, max_)) return topText_;
   return RFrequencyRange::FormatValue(hertz);
 }
 

@@ -124,8 +124,13 @@ private:
 
 // A frequency kept in stored state as the base-ten logarithm of its hertz (4.301029995663981
 // is 20 kHz), so that old states and the product's default state read as they were written.
+// The text form of a tree keeps twelve digits: 4.30102999566 reads back 2e-10 Hz under the
+// top, so "at the top" allows a millionth of it (IsAtTop).
 class RLog10FrequencyValue : public RRangedValue {
 public:
+  // Within a millionth of the range's top: its "Off" position, however the value was stored.
+  static bool IsAtTop(double hertz, double maxHertz) noexcept { return hertz >= maxHertz * (1.0 - 1e-6); }
+
   RLog10FrequencyValue(RAudioPluginBase* owner, const RString& name, double minHertz, double maxHertz,
                        double defaultHertz, const RString& topText = RString(), const RString& key = RString(),
                        const RString& description = RString());

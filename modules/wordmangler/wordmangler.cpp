@@ -123,7 +123,8 @@ void RWordMangler::Setup_Locked() {
 void RWordMangler::Update() {
   tempoSync_.Refresh();
   const double hertz = lowPass_.GetProcessing();
-  lowPassOn_ = hertz < kLowPassOffHertz;
+  // At the top the low-pass is off: a filter at 20 kHz would still dull the highest octave.
+  lowPassOn_ = !RLog10FrequencyValue::IsAtTop(hertz, lowPass_.GetRange()->GetMax());
   if (lowPassOn_ && GetSampleRate() > 0.0) {
     // Below Nyquist whatever the rate; at 44.1 kHz and above the range never reaches it.
     lowPassFilter_.Design(RBiquad::kLowPass, 0.0, std::min(hertz, 0.499 * GetSampleRate()), GetSampleRate(),

@@ -39,8 +39,6 @@ public:
   static constexpr int32_t kChunk = 256;
   static constexpr double kFilterQ = 0.7071067811865476;
   static constexpr double kDCBlockerHertz = 10.0;
-  // LP at or above this is the "Off" position.
-  static constexpr double kLowPassOffHertz = 19999.9999999999;
 
   // One operation's panel: its switch, shift, rotation and mask.
   struct Operation {
