@@ -168,11 +168,7 @@ HWY_INLINE void RunLanes(const RLaneStage* stages, RLaneState* const* states, co
                          float* const* outputs, int32_t count) {
 #if HWY_TARGET != HWY_SCALAR
   if constexpr (L == 2 && !kAllPass && hn::MaxLanes(hn::CappedTag<double, 4>()) == 4) {
-    if (count >= kWaveMinimum) {
-      RLaneState scratch[2];
-      RLaneState* const pair[2] = {states[0] ? states[0] : &scratch[0], states[1] ? states[1] : &scratch[1]};
-      return RunPairWavefront<S>(stages, pair, inputs, outputs, count);
-    }
+    if (count >= kWaveMinimum) return RunPairWavefront<S>(stages, states, inputs, outputs, count);
   }
 #endif
   using D = hn::CappedTag<double, L>;
@@ -182,10 +178,7 @@ HWY_INLINE void RunLanes(const RLaneStage* stages, RLaneState* const* states, co
   constexpr size_t G = L / N;
   static_assert(G * N == L, "lanes must fill whole vectors");
 
-  RLaneState scratch[L];
-  RLaneState* lanes[L];
-  for (size_t k = 0; k < L; ++k) lanes[k] = states[k] ? states[k] : &scratch[k];
-
+  RLaneState* const* lanes = states;
   HWY_ALIGN double gather[L];
   const auto load = [&](auto field, size_t g) {
     for (size_t k = 0; k < L; ++k) gather[k] = field(k);
@@ -267,15 +260,8 @@ HWY_INLINE void RunLanes(const RLaneStage* stages, RLaneState* const* states, co
 
 // The stage count as a constant, so that the whole state stays in registers.
 template <size_t L, bool kAllPass>
-HWY_INLINE void Dispatch(const RLaneStage* stages, int32_t stageCount, RLaneState* const* states,
-                         const float* const* inputs, float* const* outputs, int32_t count) {
-  if (count <= 0) return;
-  if (stageCount <= 0) {
-    for (size_t k = 0; k < L; ++k) {
-      if (outputs[k] && outputs[k] != inputs[k]) std::copy(inputs[k], inputs[k] + count, outputs[k]);
-    }
-    return;
-  }
+HWY_INLINE void RunStages(const RLaneStage* stages, int32_t stageCount, RLaneState* const* states,
+                          const float* const* inputs, float* const* outputs, int32_t count) {
   switch (std::min(stageCount, RLaneFilters::kMaxStages)) {
   case 1: return RunLanes<L, kAllPass, 1>(stages, states, inputs, outputs, count);
   case 2: return RunLanes<L, kAllPass, 2>(stages, states, inputs, outputs, count);
@@ -286,6 +272,27 @@ HWY_INLINE void Dispatch(const RLaneStage* stages, int32_t stageCount, RLaneStat
   case 7: return RunLanes<L, kAllPass, 7>(stages, states, inputs, outputs, count);
   default: return RunLanes<L, kAllPass, 8>(stages, states, inputs, outputs, count);
   }
+}
+
+template <size_t L, bool kAllPass>
+HWY_INLINE void Dispatch(const RLaneStage* stages, int32_t stageCount, RLaneState* const* states,
+                         const float* const* inputs, float* const* outputs, int32_t count) {
+  if (count <= 0) return;
+  if (stageCount <= 0) {
+    for (size_t k = 0; k < L; ++k) {
+      if (outputs[k] && outputs[k] != inputs[k]) std::copy(inputs[k], inputs[k] + count, outputs[k]);
+    }
+    return;
+  }
+  // Idle lanes run on cleared scratch states, made only when asked for: clearing them costs as
+  // much as a few samples, which is all a one-sample feedback loop runs per call.
+  bool complete = true;
+  for (size_t k = 0; k < L; ++k) complete = complete && states[k];
+  if (complete) return RunStages<L, kAllPass>(stages, stageCount, states, inputs, outputs, count);
+  RLaneState scratch[L];
+  RLaneState* lanes[L];
+  for (size_t k = 0; k < L; ++k) lanes[k] = states[k] ? states[k] : &scratch[k];
+  RunStages<L, kAllPass>(stages, stageCount, lanes, inputs, outputs, count);
 }
 
 HWY_NOINLINE void BiquadPair(const RLaneStage* stages, int32_t stageCount, RLaneState* const* states,

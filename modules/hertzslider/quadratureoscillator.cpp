@@ -13,12 +13,19 @@ double RQuadratureOscillator::GetPhase() const noexcept { return std::atan2(im_,
 double RQuadratureOscillator::GetAmplitude() const noexcept { return std::sqrt(re_ * re_ + im_ * im_); }
 
 RQuadratureOscillator::Rotation RQuadratureOscillator::Start(int32_t count, double startHz, double endHz,
-                                                             double sampleRate) const noexcept {
+                                                             double sampleRate) noexcept {
   const double radiansPerHz = 2.0 * std::numbers::pi / sampleRate;
   const double step = startHz * radiansPerHz;
+  if (step != lastStep_) {
+    lastStep_ = step;
+    lastStepRe_ = std::cos(step);
+    lastStepIm_ = std::sin(step);
+  }
   // The step grows by the same angle every sample: the frequency ramps linearly.
   const double glide = (endHz - startHz) * radiansPerHz / double(count);
-  return {re_, im_, std::cos(step), std::sin(step), std::cos(glide), std::sin(glide), glide != 0.0};
+  // A run of one sample never uses its glided step.
+  if (glide == 0.0 || count == 1) return {re_, im_, lastStepRe_, lastStepIm_, 1.0, 0.0, false};
+  return {re_, im_, lastStepRe_, lastStepIm_, std::cos(glide), std::sin(glide), true};
 }
 
 inline void RQuadratureOscillator::Advance(Rotation& r) noexcept {

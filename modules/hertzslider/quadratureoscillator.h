@@ -40,11 +40,17 @@ private:
     double re, im, stepRe, stepIm, glideRe, glideIm;
     bool gliding;
   };
-  Rotation Start(int32_t count, double startHz, double endHz, double sampleRate) const noexcept;
+  Rotation Start(int32_t count, double startHz, double endHz, double sampleRate) noexcept;
   // Takes the loop's phasor back, renormalised.
   void Finish(double re, double im) noexcept;
   static void Advance(Rotation& r) noexcept;
 
   double re_ = 1.0;
   double im_ = 0.0;
+  // The rotation of the last step angle: a feedback loop of one sample starts a run every
+  // sample, mostly at the frequency of the run before, and a sine and a cosine cost more
+  // than the rest of the sample.
+  double lastStep_ = 0.0;
+  double lastStepRe_ = 1.0;
+  double lastStepIm_ = 0.0;
 };

@@ -103,6 +103,21 @@ TEST(QuadratureOscillator, GivesCosineAndMinusSineAtItsFrequency) {
   EXPECT_NEAR(oscillator.GetPhase(), 0.0, 1e-9);
 }
 
+TEST(QuadratureOscillator, RunsOfOneSampleFollowEveryChangeOfFrequency) {
+  // As a one-sample feedback loop drives it: a run per sample, the frequency now held, now
+  // stepping back and forth, now gliding (which a single sample can't show).
+  RQuadratureOscillator oscillator;
+  double phase = 0.0;
+  for (int32_t i = 0; i < 3000; ++i) {
+    const double hz = i < 1000 ? 441.0 : (i < 2000 ? (i % 2 == 0 ? 882.0 : 441.0) : 100.0 + i);
+    float c = 0.0f, s = 0.0f;
+    oscillator.Run(&c, &s, 1, hz, hz + 10.0 * (i >= 2000), 44100.0);
+    ASSERT_NEAR(c, std::cos(phase), 1e-5) << i;
+    ASSERT_NEAR(s, -std::sin(phase), 1e-5) << i;
+    phase += 2.0 * std::numbers::pi * hz / 44100.0;
+  }
+}
+
 TEST(QuadratureOscillator, AGlideMovesTheFrequencyLinearly) {
   // From 0 to 1000 Hz over a second the phase travels 500 turns: the mean frequency.
   RQuadratureOscillator oscillator;
