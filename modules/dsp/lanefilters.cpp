@@ -114,7 +114,8 @@ HWY_INLINE void RunPairWavefront(const RLaneStage* stages, RLaneState* const* la
         const V y = GeneralStage(b0[j], b1[j], b2[j], f1[j], f2[j], x[j], x1[j], x2[j], y1[j], y2[j]);
         if (partial) {
           // Stage k takes sample t - k, if the run has it.
-          const M active = hn::And(hn::Le(index[j], hn::Set(d, double(t))), hn::Gt(index[j], hn::Set(d, double(t - n))));
+          const M active =
+              hn::And(hn::Le(index[j], hn::Set(d, double(t))), hn::Gt(index[j], hn::Set(d, double(t - n))));
           x2[j] = hn::IfThenElse(active, x1[j], x2[j]);
           x1[j] = hn::IfThenElse(active, x[j], x1[j]);
           y2[j] = hn::IfThenElse(active, y1[j], y2[j]);
