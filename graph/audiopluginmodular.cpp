@@ -169,6 +169,10 @@ void RAudioPluginModular::DeliverSlotChanges() {
       while (slot.Enabled->Changed.ExecutePendingEvent()) {
       }
     }
+    if (slot.Bank) {
+      while (slot.Bank->Changed.ExecutePendingEvent()) {
+      }
+    }
     if (auto* nested = dynamic_cast<RAudioPluginModular*>(&slot.GetModule())) nested->DeliverSlotChanges();
   }
 }

@@ -171,8 +171,8 @@ public:
   // The compile as structure changes call it: fires LatencyChanged (and asks the host to be
   // told) when the total latency moved.
   void Recompile(bool resetModules);
-  // Slot switches (Enabled) take effect editor-side, never on the audio thread: their changes
-  // wait in each value's queue. This runs what waits, here and in nested graphs; the editor's
+  // Slot switches (Enabled) and bank switches take effect editor-side, never on the audio
+  // thread: their changes wait in each value's queue. This runs what waits, here and in nested graphs; the editor's
   // timer does it while an editor is open, and a host without one calls it from its idle time
   // (the command line between blocks). [editor-thread] [host-thread]
   void DeliverSlotChanges();

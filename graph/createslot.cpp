@@ -15,10 +15,12 @@
 
 namespace {
 
-// The Bank parameter's change runs on the thread that moved it, as every parameter event does.
+// A bank switch loads a whole module state (a whole nested graph for a Nest row): it is heard
+// editor-side like Enabled, never on the audio thread, where a host's automation of the bank
+// (through a multi-parameter) would otherwise allocate and compile.
 void BankMoved(void* receiver, void*, int32_t, const REventPayload&) {
   RPluginSlot& slot = *static_cast<RPluginSlot*>(receiver);
-  slot.BankChanged(int32_t(slot.Bank->GetProcessing() + 0.5));
+  slot.BankChanged(int32_t(slot.Bank->GetValue() + 0.5));
 }
 
 } // namespace
@@ -61,7 +63,7 @@ RPluginSlot* RAudioPluginModular::CreateSlot(int32_t x, int32_t y, const PluginD
     // A creator may hand over a module whose table is still empty.
     if (module->GetParameterCount() == 0) module->InitParameters();
     placed = &PlaceSlot(std::make_unique<RPluginSlot>(*this, descriptor, std::move(module), x, y, fullName));
-    placed->Bank->ProcessingChanged.Subscribe(placed, nullptr, 0, &BankMoved);
+    placed->Bank->Changed.Subscribe(placed, nullptr, 0, &BankMoved);
   } catch (...) {
     // The replaced slot is gone either way; the graph compiles without it.
     if (!isBatch) {

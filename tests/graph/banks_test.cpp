@@ -29,9 +29,13 @@ RPluginSlot& LoadBankedSlot(RAudioPluginModular& graph) {
   return *graph.GetCell(0, 0);
 }
 
+// As a host or a multi-parameter moves it; the switch itself is heard on the editor's side.
 void MoveBank(RPluginSlot& slot, int32_t bank) {
   const RValueRange& range = *slot.Bank->GetRange();
-  slot.Bank->SetProcessing((double(bank) - range.GetMin()) / (range.GetMax() - range.GetMin()));
+  const double normalised = (double(bank) - range.GetMin()) / (range.GetMax() - range.GetMin());
+  slot.Bank->SetNormalised(normalised);
+  slot.Bank->SetProcessing(normalised);
+  slot.GetGraph().DeliverSlotChanges();
 }
 
 } // namespace
@@ -52,6 +56,20 @@ TEST(GraphBanks, MovingTheBankParameterLoadsThatBanksState) {
   EXPECT_DOUBLE_EQ(GainOf(slot).Gain.GetValue(), 1.0);
   MoveBank(slot, 0);
   EXPECT_DOUBLE_EQ(GainOf(slot).Gain.GetValue(), 0.25);
+}
+
+TEST(GraphBanks, ASwitchFromTheAudioThreadWaitsForTheEditorSide) {
+  auto graph = MakeGraph();
+  RPluginSlot& slot = LoadBankedSlot(*graph);
+  // What a multi-parameter does on the audio thread: both values move, nothing loads there.
+  const double second = 1.0 / slot.Bank->GetRange()->GetMax();
+  slot.Bank->SetNormalised(second);
+  slot.Bank->SetProcessing(second);
+  EXPECT_EQ(slot.CurrentBank, 0);
+  EXPECT_DOUBLE_EQ(GainOf(slot).Gain.GetValue(), 0.25);
+  graph->DeliverSlotChanges();
+  EXPECT_EQ(slot.CurrentBank, 1);
+  EXPECT_DOUBLE_EQ(GainOf(slot).Gain.GetValue(), 0.75);
 }
 
 TEST(GraphBanks, ASingleBankOrTheSameBankChangesNothing) {

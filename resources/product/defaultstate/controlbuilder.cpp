@@ -107,11 +107,6 @@ Control& Control::Meter() {
   return Default(0.0);
 }
 
-Control& Control::Glide(double seconds) {
-  multi_.Speed = seconds;
-  return *this;
-}
-
 RMultiParameterTarget& Control::Last() {
   if (multi_.GetTargetCount() == 0) throw std::logic_error("a control without a target");
   return *multi_.GetTarget(multi_.GetTargetCount() - 1);

@@ -54,8 +54,6 @@ public:
   Control& Randomizer();
   // Reads its first target back instead of driving it.
   Control& Meter();
-  // Follows a move over at most this many seconds for the full scale.
-  Control& Glide(double seconds);
 
   RMultiParameter& GetMulti() noexcept { return multi_; }
 

@@ -52,13 +52,12 @@ std::string BankPositions() {
 
 void BuildSwap(RAudioPluginModular& product) {
   // The morph walks the bit blend's 17 slots; the dry copy and the grid follow it, so that
-  // the dry/wet mix and the grid mode morph the same way. A short glide keeps automation
-  // steps from clicking between slots.
+  // the dry/wet mix and the grid mode morph the same way. No glide: each blend ramps its ratio
+  // across the block itself, and a glide would cut every block into the stages' small steps.
   Control(product, kMorph, "Morph", "SWAP")
       .Range(kBlendRatio, "0%", "100%")
       .Range("Dry Blend - Ratio", "0%", "100%")
       .Range("Bit Grid - Dry/Wet", "0%", "100%")
-      .Glide(0.05)
       .Default(0.5);
 
   static const std::string patternNames = BankPositions();
