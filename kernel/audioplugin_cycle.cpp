@@ -8,6 +8,7 @@
 #include "base/platform/clock.h"
 #include "kernel/audioplugin.h"
 #include "kernel/audioplugininterface.h"
+#include "kernel/blockkernels.h"
 #include "kernel/bufferpool.h"
 #include "modulation/multiparameter.h"
 
@@ -481,15 +482,8 @@ void RAudioPlugin::ClampOutputs(float* const* outputs, int32_t frames) const noe
   for (int32_t b = 0; b < outputBuses_; ++b) {
     for (int32_t c = 0; c < hostChannels_; ++c) {
       float* y = outputs[b * channelStride_ + c];
-      if (!y) continue;
-      // Selects and an unconditional store, so that the loop runs in vector registers: every
-      // module of a graph passes here once per block.
-      for (int32_t i = 0; i < frames; ++i) {
-        float v = y[i];
-        v = v == v ? v : 0.0f;  // nothing undefined leaves the block
-        v = v > kOutputClamp ? kOutputClamp : v;
-        y[i] = v < -kOutputClamp ? -kOutputClamp : v;
-      }
+      // Nothing undefined leaves the block: NaN becomes 0, the rest is held within the clamp.
+      if (y) RBlockKernels::Clamp(y, frames, kOutputClamp);
     }
   }
 }

@@ -86,6 +86,13 @@ HWY_NOINLINE void ScaleRamp(float* x, int32_t count, float start, float incremen
   ForEach(x, count, [d, s, inc](float index, V v) { return hn::Mul(v, hn::MulAdd(hn::Iota(d, index), inc, s)); });
 }
 
+HWY_NOINLINE void Clamp(float* x, int32_t count, float limit) {
+  const D d;
+  const V high = hn::Set(d, limit);
+  const V low = hn::Neg(high);
+  ForEach(x, count, [low, high](float, V v) { return hn::Min(hn::Max(hn::IfThenZeroElse(hn::IsNaN(v), v), low), high); });
+}
+
 HWY_NOINLINE void MixPair(float* left, float* right, int32_t count, float ll, float rl, float lr, float rr) {
   const D d;
   const V vll = hn::Set(d, ll), vrl = hn::Set(d, rl), vlr = hn::Set(d, lr), vrr = hn::Set(d, rr);
@@ -136,6 +143,7 @@ namespace quillon_block_kernels {
 HWY_EXPORT(Scale);
 HWY_EXPORT(ScaleRamp);
 HWY_EXPORT(MixPair);
+HWY_EXPORT(Clamp);
 HWY_EXPORT(PanRamp);
 HWY_EXPORT(WidthRamp);
 } // namespace quillon_block_kernels
@@ -147,6 +155,7 @@ void Scale(float* x, int32_t count, float factor) noexcept { HWY_DYNAMIC_DISPATC
 void ScaleRamp(float* x, int32_t count, float start, float increment) noexcept {
   HWY_DYNAMIC_DISPATCH(ScaleRamp)(x, count, start, increment);
 }
+void Clamp(float* x, int32_t count, float limit) noexcept { HWY_DYNAMIC_DISPATCH(Clamp)(x, count, limit); }
 void MixPair(float* left, float* right, int32_t count, float ll, float rl, float lr, float rr) noexcept {
   HWY_DYNAMIC_DISPATCH(MixPair)(left, right, count, ll, rl, lr, rr);
 }

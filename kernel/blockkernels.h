@@ -29,4 +29,8 @@ void PanRamp(float* left, float* right, int32_t count, float start, float increm
 // f + 1 and the level compensated per sample. See ApplyWidth for the form.
 void WidthRamp(float* left, float* right, int32_t count, float start, float increment) noexcept;
 
+// x[i] held within -limit..limit, NaN to 0: the cycle's output guard, which every module of a
+// graph runs once per block.
+void Clamp(float* x, int32_t count, float limit) noexcept;
+
 } // namespace RBlockKernels
