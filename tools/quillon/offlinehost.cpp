@@ -12,6 +12,7 @@
 #include "base/memorystream.h"
 #include "base/tagitem.h"
 #include "graph/audiopluginmodular.h"
+#include "graph/product/quillon.h"
 #include "kernel/audioplugin.h"
 #include "tools/quillon/commands.h"
 #include "tools/quillon/progress.h"
@@ -47,6 +48,11 @@ std::string ParameterName(RAudioPlugin& plugin, int32_t index) {
 ROfflineHost::ROfflineHost(std::unique_ptr<RAudioPlugin> plugin) : RAudioPluginInterface(std::move(plugin)) {}
 
 ROfflineHost::~ROfflineHost() = default;
+
+std::string ROfflineHost::GetDisplayName() {
+  if (auto* product = dynamic_cast<RQuillon*>(&GetPlugin())) return product->GetProductName().ToUTF8();
+  return GetPlugin().GetName().ToUTF8();
+}
 
 void ROfflineHost::Prepare(const Format& format) {
   if (format.block < 1 || format.block > kMaxBlock) {

@@ -40,6 +40,9 @@ public:
   explicit ROfflineHost(std::unique_ptr<RAudioPlugin> plugin);
   ~ROfflineHost() override;
 
+  // What the user reads as the plug-in's name: the product's ("QUILLON"), or the plug-in's own.
+  std::string GetDisplayName();
+
   // Announces the format; the plug-in sets itself up for it.
   void Prepare(const Format& format);
   const Format& GetFormat() const noexcept { return format_; }

@@ -85,7 +85,7 @@ void RunRender(const RenderOptions& options) {
 
   std::printf("rendered %s (%.3f s, %d channel%s, %.0f Hz) through %s, block %d%s, latency %d%s, into %s (%s)\n",
               source.c_str(), input.GetSeconds(), input.GetChannelCount(), input.GetChannelCount() == 1 ? "" : "s",
-              input.rate, host->GetPlugin().GetName().ToUTF8().c_str(), options.block,
+              input.rate, host->GetDisplayName().c_str(), options.block,
               options.offline ? ", offline" : "", host->GetRenderLatency(),
               options.rawLatency ? " kept" : " compensated", out.c_str(), SampleFormatName(outFormat));
   const double processedSeconds =
