@@ -13,7 +13,6 @@
 #include <memory>
 #include <string>
 
-#include "kernel/audioplugin.h"
 #include "tools/quillon/audiofile.h"
 #include "tools/quillon/commands.h"
 #include "tools/quillon/offlinehost.h"
@@ -100,7 +99,7 @@ void RunBench(const BenchOptions& options) {
   const double cpuSeconds = timer.GetSeconds();
   std::printf("bench: %.3f s of drums on the main input and a chord on the side chain, %.0f Hz stereo, "
               "block %d, through %s\n",
-              audioSeconds, options.rate, options.block, host->GetPlugin().GetName().ToUTF8().c_str());
+              audioSeconds, options.rate, options.block, host->GetDisplayName().c_str());
   std::printf("processing: %.6f s of CPU time, %.1f ns per stereo frame, %.3f%% of one core\n", cpuSeconds,
               cpuSeconds * 1e9 / double(frames), cpuSeconds / audioSeconds * 100.0);
   std::printf("%s\n", FormatRealTimeFactor(audioSeconds, cpuSeconds).c_str());
