@@ -117,9 +117,12 @@ void BuildPath(RAudioPluginModular& product, int32_t first, const char* side) {
       .Choice(Param("Delay", side, "Sync"), {"Off", "On"})
       .Default(0.0);
   Control(product, first + kFeed, "Feed", group).Range(Param("Delay", side, "Feedback"), "0%", "95%").InUnits().Default(0.0);
+  // The shifter's own loop, synced to an eighth note: each repeat shifted once more, a
+  // spiral in time with the song.
   Control(product, first + kSync, "Sync", group)
       .Choices("Free|Sync")
-      .Choice(Param("Glitch", side, "Sync"), {"Off", "On"})
+      .Choice(Param("Shift", side, "Sync"), {"Off", "On"})
+      .Choice(Param("Shift", side, "Feedback"), {"0%", "50%"})
       .Default(0.0);
   // Rate, shift and grains cost nothing at rest: each wakes its module as it leaves zero.
   Control(product, first + kRate, "Rate", group)

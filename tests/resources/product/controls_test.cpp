@@ -113,10 +113,19 @@ TEST_P(PathControls, RateShiftAndErrorWakeTheirModules) {
   Set("Error", 1.0);
   rig_.Play(Sine(1000.0, 0.5), Silence(), 0.5);
   EXPECT_GT(ProductRig::Distance(rig_.Left(), clean), 0.1);
+}
+
+TEST_P(PathControls, SyncSpiralsTheShiftInTime) {
+  Set("Shift", 0.75);
+  rig_.Play(Burst(440.0, 0.05), Silence(), 1.5, 1.5);
+  // Without the loop the shifted burst is over after its own length.
+  EXPECT_LT(rig_.WindowDb(0.3, 1.5), -70.0);
   Set("Sync", 1.0);
-  EXPECT_EQ(rig_.TextOf((Slot("Glitch") + " - Sync").c_str()).ToUTF8(), "On");
-  rig_.Play(Sine(1000.0, 0.5), Silence(), 0.5);
-  EXPECT_GT(rig_.LevelDb(), -30.0) << "synced grains still sound";
+  EXPECT_EQ(rig_.TextOf((Slot("Shift") + " - Sync").c_str()).ToUTF8(), "On");
+  rig_.Play(Burst(440.0, 0.05), Silence(), 1.5, 1.5);
+  // An eighth note at 120 bpm later it comes again, shifted once more, and again.
+  EXPECT_GT(rig_.WindowDb(0.3, 1.5), -40.0);
+  EXPECT_GT(rig_.ToneDb(440.0 + 2.0 * 750.0), -60.0);
 }
 
 INSTANTIATE_TEST_SUITE_P(BothPaths, PathControls, ::testing::Values("A", "B"));
