@@ -117,6 +117,27 @@ HWY_NOINLINE double SumOfSquares(const float* x, int32_t count) {
   return total;
 }
 
+HWY_NOINLINE void LogCosh(const double* x, double* out, int32_t count) {
+  const hn::ScalableTag<double> dd;
+  const size_t lanes = hn::Lanes(dd);
+  const size_t n = count > 0 ? size_t(count) : 0;
+  const auto minusTwo = hn::Set(dd, -2.0);
+  const auto log2 = hn::Set(dd, 0.69314718055994531);
+  // |x| + log(1 + e^(-2|x|)) - log 2: no overflow for any finite x.
+  auto op = [&](auto v) {
+    const auto a = hn::Abs(v);
+    return hn::Sub(hn::Add(a, hn::Log1p(dd, hn::Exp(dd, hn::Mul(a, minusTwo)))), log2);
+  };
+  size_t i = 0;
+  for (; i + lanes <= n; i += lanes) hn::StoreU(op(hn::LoadU(dd, x + i)), dd, out + i);
+  const size_t rest = n - i;
+  if (rest == 0) return;
+  HWY_ALIGN double buffer[HWY_MAX_BYTES / sizeof(double)] = {};
+  std::memcpy(buffer, x + i, rest * sizeof(double));
+  hn::Store(op(hn::Load(dd, buffer)), dd, buffer);
+  std::memcpy(out + i, buffer, rest * sizeof(double));
+}
+
 } // namespace HWY_NAMESPACE
 } // namespace quillon_dsp_kernels
 HWY_AFTER_NAMESPACE();
@@ -128,6 +149,7 @@ HWY_EXPORT(Mix);
 HWY_EXPORT(MixRamp);
 HWY_EXPORT(SumSquaresOverChannels);
 HWY_EXPORT(SumOfSquares);
+HWY_EXPORT(LogCosh);
 } // namespace quillon_dsp_kernels
 
 namespace RDspKernels {
@@ -148,6 +170,7 @@ void SumSquaresOverChannels(const float* const* channels, int32_t channelCount, 
   HWY_DYNAMIC_DISPATCH(SumSquaresOverChannels)(channels, channelCount, out, count, scale);
 }
 double SumOfSquares(const float* x, int32_t count) noexcept { return HWY_DYNAMIC_DISPATCH(SumOfSquares)(x, count); }
+void LogCosh(const double* x, double* out, int32_t count) noexcept { HWY_DYNAMIC_DISPATCH(LogCosh)(x, out, count); }
 
 } // namespace RDspKernels
 #endif  // HWY_ONCE

@@ -51,5 +51,8 @@ void SumSquaresOverChannels(const float* const* channels, int32_t channelCount, 
 
 // The sum of x[i]^2, accumulated in 64-bit.
 double SumOfSquares(const float* x, int32_t count) noexcept;
+// out[i] = log(cosh(x[i])), the antiderivative of tanh, for any finite x (in place allowed):
+// the saturator's anti-aliasing takes a block of them at once.
+void LogCosh(const double* x, double* out, int32_t count) noexcept;
 
 } // namespace RDspKernels

@@ -41,14 +41,20 @@ struct RAntiderivativeState {
   }
 };
 
+// One step with F(x) already known (a block of them may be computed at once).
 template <class Curve>
-inline double AntiderivativeStep(const Curve& curve, RAntiderivativeState& state, double x) noexcept {
+inline double AntiderivativeStepWith(const Curve& curve, RAntiderivativeState& state, double x,
+                                     double integral) noexcept {
   // Below this step the quotient loses more to rounding than the midpoint's error.
   constexpr double kSmallStep = 1e-5;
-  const double integral = curve.Integral(x);
   const double dx = x - state.x1;
   const double y = std::fabs(dx) > kSmallStep ? (integral - state.integral1) / dx : curve.Value(0.5 * (x + state.x1));
   state.x1 = x;
   state.integral1 = integral;
   return y;
+}
+
+template <class Curve>
+inline double AntiderivativeStep(const Curve& curve, RAntiderivativeState& state, double x) noexcept {
+  return AntiderivativeStepWith(curve, state, x, curve.Integral(x));
 }

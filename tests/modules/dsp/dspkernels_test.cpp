@@ -91,3 +91,23 @@ TEST(DspKernels, SumsOfSquaresOverChannelsAndOverABuffer) {
     }
   });
 }
+
+TEST(DspKernels, LogCoshMatchesTheLibraryFormEverywhereTheSaturatorReaches) {
+  ForEachTarget([] {
+    for (const int32_t size : kSizes) {
+      std::vector<double> x(size_t(size) + kGuard), out(size_t(size) + kGuard, -1.0);
+      for (int32_t i = 0; i < size; ++i) {
+        // From the tiny to the saturator's limit, both signs.
+        const double magnitude = std::pow(10.0, -6.0 + 10.0 * double(i) / std::max(size - 1, 1));
+        x[size_t(i)] = i % 2 ? magnitude : -magnitude;
+      }
+      RDspKernels::LogCosh(x.data(), out.data(), size);
+      for (int32_t i = 0; i < size; ++i) {
+        const double a = std::fabs(x[size_t(i)]);
+        const double expected = a + std::log1p(std::exp(-2.0 * a)) - std::log(2.0);
+        ASSERT_NEAR(out[size_t(i)], expected, 1e-14 * (1.0 + expected)) << x[size_t(i)];
+      }
+      for (int32_t i = size; i < size + kGuard; ++i) ASSERT_EQ(out[size_t(i)], -1.0) << "written past the end";
+    }
+  });
+}
