@@ -53,8 +53,10 @@ void RManyWayBlend::Process(float* const* inputs, float* const* outputs, int32_t
 uint64_t RManyWayBlend::GetInputsInUse() const noexcept {
   const int32_t buses = inputBuses_;
   const RPercentValue& ratio = GetRatio();
-  // A cyclic walk wraps, and a ramp of the block's own automation may go anywhere.
-  if (buses <= 1 || buses > 63 || cyclic_->IsProcessingOn() || HasActiveRamps()) return ~uint64_t(0);
+  // A cyclic walk wraps, a ramp of the block's own automation may go anywhere, and the dry
+  // path of a bypass (or its crossfade) reads the first bus whatever the ratio says.
+  const bool bypassing = bypassState_ || bypassMix_ < 1.0f || (bypassValue_ && bypassValue_->IsProcessingOn());
+  if (buses <= 1 || buses > 63 || cyclic_->IsProcessingOn() || HasActiveRamps() || bypassing) return ~uint64_t(0);
   const int32_t span = buses - 1;
   const double from = std::min(ratio.GetLastValue(), ratio.GetProcessing());
   const double to = std::max(ratio.GetLastValue(), ratio.GetProcessing());

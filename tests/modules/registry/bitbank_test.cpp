@@ -39,6 +39,12 @@ public:
   }
 
   size_t SlotCount() const { return graph_->GetSlots().size(); }
+  void SetBlendBypass(bool on) {
+    const int32_t index = graph_->GetParameterIndex(RString("ManyWayBlend 1 - Bypass"));
+    ASSERT_GE(index, 0);
+    graph_->GetParameterValue(index)->SetNormalised(on ? 1.0 : 0.0);
+    graph_->GetParameterValue(index)->SyncProcessing();
+  }
   // Which of "Bit 00" .. "Bit 16" have processed a block so far.
   std::vector<int32_t> WordsThatRan() const {
     std::vector<int32_t> ran;
@@ -119,6 +125,12 @@ TEST(BitBankMorph, OnlyTheWordsTheBlendStandsBetweenRun) {
   moving.SetMorph(0.75);
   moving.Run(fromA, fromB);
   EXPECT_EQ(moving.WordsThatRan(), (std::vector<int32_t>{7, 8, 9, 10, 11, 12, 13}));
+  // Bypassed, the blend passes its first bus: "Bit 00" must run again.
+  BitBank bypassed;
+  bypassed.SetBlendBypass(true);
+  bypassed.Run(fromA, fromB);
+  EXPECT_EQ(bypassed.WordsThatRan().front(), 0);
+  EXPECT_LT(fromA, 1e-6) << "the bypassed blend gives A, read from a word that ran";
 }
 
 } // namespace
