@@ -43,8 +43,8 @@ RString Param(const char* stem, const char* side, const char* name) {
   return RString::FromUTF8((Slot(stem, side) + " - " + name).c_str());
 }
 
-// The bit pattern's banks by value: the middle of each bank's step and the bank's text.
-std::string BankPositions() {
+// The bit pattern's choices: the banks' names in bank order, separated by '|'.
+std::string PatternNames() {
   std::string names;
   for (const BitOrder& order : kBitOrders) names += std::string(names.empty() ? "" : "|") + order.name;
   return names;
@@ -60,9 +60,9 @@ void BuildSwap(RAudioPluginModular& product) {
       .Range("Bit Grid - Dry/Wet", "0%", "100%")
       .Default(0.5);
 
-  static const std::string patternNames = BankPositions();
+  // Ten choices, one per bank of the nested graph; each sets the bank by its number.
   Control pattern(product, kBitPattern, "Bit Pattern", "SWAP");
-  pattern.Choices(patternNames.c_str());
+  pattern.Choices(PatternNames().c_str());
   RMultiParameterTarget& bank = pattern.GetMulti().AddTarget(RString("Bit Blend - Bank"));
   bank.Interpolate = false;
   for (int32_t b = 0; b < kBankCount; ++b) {
