@@ -52,6 +52,10 @@ Control& Control::When(const char* expression) {
   return *this;
 }
 
+Control& Control::WakesFromZero(const RString& slot) {
+  return Range(slot + RString(" - Bypass"), "Off", "On").When("x < 0.001");
+}
+
 Control& Control::Choices(const char* names) {
   multi_.Mode = RMultiParameter::kBanks;
   multi_.ValueMode = RMultiParameter::kByBankName;

@@ -34,6 +34,10 @@ public:
   }
   // An expression on the last target's input, before its range.
   Control& When(const char* expression);
+  // The slot's module is bypassed while the control stands at zero, so it costs nothing
+  // until the knob is turned.
+  Control& WakesFromZero(const RString& slot);
+  Control& WakesFromZero(const char* slot) { return WakesFromZero(RString::FromUTF8(slot)); }
   // Turns the control into a choice among names separated by '|'.
   Control& Choices(const char* names);
   // A target of a choice: one text per choice.

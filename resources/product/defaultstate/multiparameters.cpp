@@ -127,8 +127,7 @@ void BuildPath(RAudioPluginModular& product, int32_t first, const char* side) {
   // Rate, shift and grains cost nothing at rest: each wakes its module as it leaves zero.
   Control(product, first + kRate, "Rate", group)
       .Range(Param("Rate", side, "Sample rate"), "48 kHz", "400 Hz")
-      .Range(Param("Rate", side, "Bypass"), "Off", "On")
-      .When("x < 0.001")
+      .WakesFromZero(Slot("Rate", side).c_str())
       .InUnits()
       .Default(0.0);
   Control(product, first + kShift, "Shift", group)
@@ -142,8 +141,7 @@ void BuildPath(RAudioPluginModular& product, int32_t first, const char* side) {
       .Range(Param("Glitch", side, "Pitch random 1"), "0", "12")
       .Range(Param("Glitch", side, "Random"), "0 ms", "40 ms")
       .Range(Param("Glitch", side, "Grain size"), "80 ms", "25 ms")
-      .Range(Param("Glitch", side, "Bypass"), "Off", "On")
-      .When("x < 0.001")
+      .WakesFromZero(Slot("Glitch", side).c_str())
       .Default(0.0);
 }
 
@@ -153,13 +151,11 @@ void BuildMaster(RAudioPluginModular& product) {
   Control(product, kMaster + 1, "Press", "Master")
       .Range("Press - Threshold", "0 dB", "-36 dB")
       .Range("Press - Ratio", "1.5:1", "8:1")
-      .Range("Press - Bypass", "Off", "On")
-      .When("x < 0.001")
+      .WakesFromZero("Press")
       .Default(0.0);
   Control(product, kMaster + 2, "Heat", "Master")
       .Range("Saturator 1 - Drive", "0 dB", "30 dB")
-      .Range("Saturator 1 - Bypass", "Off", "On")
-      .When("x < 0.001")
+      .WakesFromZero("Saturator 1")
       .InUnits()
       .Default(0.0);
   // At the ends of their travel the filters switch off, so that an open band is the input
