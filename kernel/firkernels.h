@@ -1,0 +1,23 @@
+#pragma once
+// Vector kernel of the oversampler's polyphase filters (kernel/oversampler.h): one phase of
+// an FIR over a block, the taps outside and the samples inside the inner loop, so that each
+// output vector stays in registers across all taps (one load and one fused multiply-add per
+// tap and vector).
+//
+// Like kernel/blockkernels.h, it is compiled once per processor level and the build for the
+// running processor is picked at the first call.
+//
+// [any-thread], allocation-free and noexcept: safe on the audio thread.
+
+#include <cstdint>
+
+namespace RFirKernels {
+
+// out[n] = sum over t < tapCount of taps[t] * x[n - t], for n in 0..count-1; with accumulate
+// the sum is added to out[n] instead. x must be readable from x - (tapCount - 1); x and out
+// must not overlap. A count or tapCount of 0 or less writes nothing (or zeros, for a
+// tapCount of 0 without accumulate).
+void Convolve(const float* x, const float* taps, int32_t tapCount, float* out, int32_t count,
+              bool accumulate) noexcept;
+
+} // namespace RFirKernels
