@@ -58,6 +58,77 @@ void Convolve(const float* x, const float* taps, int32_t tapCount, float* out, i
   }
 }
 
+// The 2-, 3- and 4-way forms move whole vectors; other factors go sample by sample, where the
+// filters' cost (T * factor multiply-adds per sample) outweighs the moves anyway.
+void Interleave(const float* const* phases, int32_t factor, int32_t count, float* out) {
+  const D d;
+  const size_t lanes = hn::Lanes(d);
+  const size_t n = count > 0 ? size_t(count) : 0;
+  const size_t ways = factor > 0 ? size_t(factor) : 0;
+  size_t i = 0;
+  if (ways == 2) {
+    for (; i + lanes <= n; i += lanes) {
+      hn::StoreInterleaved2(hn::LoadU(d, phases[0] + i), hn::LoadU(d, phases[1] + i), d, out + 2 * i);
+    }
+  } else if (ways == 3) {
+    for (; i + lanes <= n; i += lanes) {
+      hn::StoreInterleaved3(hn::LoadU(d, phases[0] + i), hn::LoadU(d, phases[1] + i), hn::LoadU(d, phases[2] + i), d,
+                            out + 3 * i);
+    }
+  } else if (ways == 4) {
+    for (; i + lanes <= n; i += lanes) {
+      hn::StoreInterleaved4(hn::LoadU(d, phases[0] + i), hn::LoadU(d, phases[1] + i), hn::LoadU(d, phases[2] + i),
+                            hn::LoadU(d, phases[3] + i), d, out + 4 * i);
+    }
+  }
+  for (; i < n; ++i) {
+    for (size_t p = 0; p < ways; ++p) out[i * ways + p] = phases[p][i];
+  }
+}
+
+void DeinterleaveFinite(const float* in, int32_t factor, int32_t count, float* const* phases) {
+  const D d;
+  const size_t lanes = hn::Lanes(d);
+  const size_t n = count > 0 ? size_t(count) : 0;
+  const size_t ways = factor > 0 ? size_t(factor) : 0;
+  auto finite = [](V v) { return hn::IfThenElseZero(hn::IsFinite(v), v); };
+  size_t i = 0;
+  if (ways == 1) {
+    for (; i + lanes <= n; i += lanes) hn::StoreU(finite(hn::LoadU(d, in + i)), d, phases[0] + i);
+  } else if (ways == 2) {
+    V v0, v1;
+    for (; i + lanes <= n; i += lanes) {
+      hn::LoadInterleaved2(d, in + 2 * i, v0, v1);
+      hn::StoreU(finite(v0), d, phases[0] + i);
+      hn::StoreU(finite(v1), d, phases[1] + i);
+    }
+  } else if (ways == 3) {
+    V v0, v1, v2;
+    for (; i + lanes <= n; i += lanes) {
+      hn::LoadInterleaved3(d, in + 3 * i, v0, v1, v2);
+      hn::StoreU(finite(v0), d, phases[0] + i);
+      hn::StoreU(finite(v1), d, phases[1] + i);
+      hn::StoreU(finite(v2), d, phases[2] + i);
+    }
+  } else if (ways == 4) {
+    V v0, v1, v2, v3;
+    for (; i + lanes <= n; i += lanes) {
+      hn::LoadInterleaved4(d, in + 4 * i, v0, v1, v2, v3);
+      hn::StoreU(finite(v0), d, phases[0] + i);
+      hn::StoreU(finite(v1), d, phases[1] + i);
+      hn::StoreU(finite(v2), d, phases[2] + i);
+      hn::StoreU(finite(v3), d, phases[3] + i);
+    }
+  }
+  for (; i < n; ++i) {
+    for (size_t p = 0; p < ways; ++p) {
+      const float x = in[i * ways + p];
+      // x - x is 0 exactly when x is finite; NaN and infinities give NaN.
+      phases[p][i] = x - x == 0.0f ? x : 0.0f;
+    }
+  }
+}
+
 } // namespace HWY_NAMESPACE
 } // namespace quillon_fir_kernels
 HWY_AFTER_NAMESPACE();
@@ -65,6 +136,8 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace quillon_fir_kernels {
 HWY_EXPORT(Convolve);
+HWY_EXPORT(Interleave);
+HWY_EXPORT(DeinterleaveFinite);
 } // namespace quillon_fir_kernels
 
 namespace RFirKernels {
@@ -73,6 +146,12 @@ using namespace quillon_fir_kernels;
 void Convolve(const float* x, const float* taps, int32_t tapCount, float* out, int32_t count,
               bool accumulate) noexcept {
   HWY_DYNAMIC_DISPATCH(Convolve)(x, taps, tapCount, out, count, accumulate);
+}
+void Interleave(const float* const* phases, int32_t factor, int32_t count, float* out) noexcept {
+  HWY_DYNAMIC_DISPATCH(Interleave)(phases, factor, count, out);
+}
+void DeinterleaveFinite(const float* in, int32_t factor, int32_t count, float* const* phases) noexcept {
+  HWY_DYNAMIC_DISPATCH(DeinterleaveFinite)(in, factor, count, phases);
 }
 
 } // namespace RFirKernels

@@ -10,23 +10,9 @@
 
 namespace {
 
-bool IsFinite(float x) noexcept { return (std::bit_cast<uint32_t>(x) & 0x7f800000u) != 0x7f800000u; }
-
-// Copies count samples, every stride-th of src, to dst. Non-finite samples become 0: they
-// must not enter a history, where they would poison the next T blocks. The check is an
-// integer test on the exponent bits so that the copy still vectorises.
-void CopyFinite(float* dst, const float* src, int32_t count, int32_t stride) noexcept {
-  uint32_t bad = 0;
-  for (int32_t i = 0; i < count; ++i) {
-    const float x = src[ptrdiff_t(i) * stride];
-    dst[i] = x;
-    bad |= uint32_t(!IsFinite(x));
-  }
-  if (bad == 0) return;
-  for (int32_t i = 0; i < count; ++i) {
-    if (!IsFinite(dst[i])) dst[i] = 0.0f;
-  }
-}
+// Up-sampling runs in pieces of this many host frames, so that the phases' results wait in a
+// scratch area of factor * kChunk floats (8 KiB at 8x) before they are interleaved.
+constexpr int32_t kChunk = 256;
 
 bool AllZero(const float* x, int32_t count) noexcept {
   uint32_t bits = 0;
@@ -84,7 +70,9 @@ void ROversampler::Setup(double hostSampleRate, int32_t factor, bool hq, int32_t
   std::vector<float> upHistories(newFactor > 1 ? historyStride * size_t(ups) : 0);
   std::vector<float> downHistories(newFactor > 1 ? historyStride * size_t(newFactor) * size_t(downs) : 0);
   std::vector<uint8_t> upQuiet(size_t(ups), 1);
-  std::vector<float> scratch(newFactor > 1 ? size_t(block) : 0);
+  std::vector<float> scratch(newFactor > 1 ? size_t(kChunk) * size_t(newFactor) : 0);
+  std::vector<const float*> upPhaseData(static_cast<size_t>(newFactor));
+  std::vector<float*> downPhaseData(static_cast<size_t>(newFactor));
 
   // Nothing below throws: the object changes all at once or not at all.
   hostSampleRate_ = hostSampleRate;
@@ -106,6 +94,8 @@ void ROversampler::Setup(double hostSampleRate, int32_t factor, bool hq, int32_t
   downHistories_.swap(downHistories);
   upQuiet_.swap(upQuiet);
   scratch_.swap(scratch);
+  upPhaseData_.swap(upPhaseData);
+  downPhaseData_.swap(downPhaseData);
 }
 
 float* ROversampler::GetUpBuffer(int32_t channel) noexcept {
@@ -134,11 +124,9 @@ void ROversampler::Upsample(int32_t channel, const float* input, int32_t frames)
     Advance(channel, frames);
     return;
   }
-  if (factor_ == 1) {
-    CopyFinite(GetUpBuffer(channel), input, frames, 1);
-    return;
-  }
-  CopyFinite(UpHistory(channel) + tapsPerPhase_, input, frames, 1);
+  float* destination = factor_ == 1 ? GetUpBuffer(channel) : UpHistory(channel) + tapsPerPhase_;
+  RFirKernels::DeinterleaveFinite(input, 1, frames, &destination);
+  if (factor_ == 1) return;
   UpsampleFromHistory(channel, frames);
 }
 
@@ -163,16 +151,22 @@ void ROversampler::UpsampleFromHistory(int32_t channel, int32_t frames) noexcept
   float* up = GetUpBuffer(channel);
   float* scratch = scratch_.data();
   const int32_t factor = factor_;
-  for (int32_t p = 0; p < factor; ++p) {
-    const Phase& phase = upPhases_[size_t(p)];
-    if (phase.count == 1 && upTaps_[size_t(phase.offset)] == 1.0f) {
-      // The centre phase passes the input through, delayed.
-      const float* x = now - phase.first;
-      for (int32_t n = 0; n < frames; ++n) up[ptrdiff_t(n) * factor + p] = x[n];
-      continue;
+  const float** phaseData = upPhaseData_.data();
+  for (int32_t start = 0; start < frames; start += kChunk) {
+    const int32_t count = std::min(kChunk, frames - start);
+    for (int32_t p = 0; p < factor; ++p) {
+      const Phase& phase = upPhases_[size_t(p)];
+      const float* x = now + start - phase.first;
+      if (phase.count == 1 && upTaps_[size_t(phase.offset)] == 1.0f) {
+        // The centre phase passes the input through, delayed.
+        phaseData[p] = x;
+        continue;
+      }
+      float* out = scratch + ptrdiff_t(p) * kChunk;
+      RFirKernels::Convolve(x, upTaps_.data() + phase.offset, phase.count, out, count, false);
+      phaseData[p] = out;
     }
-    RFirKernels::Convolve(now - phase.first, upTaps_.data() + phase.offset, phase.count, scratch, frames, false);
-    for (int32_t n = 0; n < frames; ++n) up[ptrdiff_t(n) * factor + p] = scratch[n];
+    RFirKernels::Interleave(phaseData, factor, count, up + ptrdiff_t(start) * factor);
   }
   // Keep the last T samples as the next block's past.
   std::memmove(history, history + frames, size_t(tapsPerPhase_) * sizeof(float));
@@ -185,15 +179,17 @@ void ROversampler::Downsample(int32_t channel, float* output, int32_t frames) no
   if (frames == 0) return;
   const float* down = GetDownBuffer(channel);
   if (factor_ == 1) {
-    CopyFinite(output, down, frames, 1);
+    RFirKernels::DeinterleaveFinite(down, 1, frames, &output);
     return;
   }
   const int32_t factor = factor_;
   const int32_t taps = tapsPerPhase_;
+  float** phaseData = downPhaseData_.data();
+  for (int32_t r = 0; r < factor; ++r) phaseData[r] = DownHistory(channel, r) + taps;
+  RFirKernels::DeinterleaveFinite(down, factor, frames, phaseData);
   bool first = true;
   for (int32_t r = 0; r < factor; ++r) {
     float* history = DownHistory(channel, r);
-    CopyFinite(history + taps, down + r, frames, factor);
     const Phase& phase = downPhases_[size_t(r)];
     if (phase.count > 0) {
       RFirKernels::Convolve(history + taps - phase.first, downTaps_.data() + phase.offset, phase.count, output, frames,

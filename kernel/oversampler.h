@@ -109,6 +109,9 @@ private:
   std::vector<float> upHistories_, downHistories_;
   // Per up channel: its history is all zeros, so Advance has nothing to ring out.
   std::vector<uint8_t> upQuiet_;
-  // One phase's results before they are interleaved into an up buffer.
+  // The up phases' results for a piece of a block before they are interleaved.
   std::vector<float> scratch_;
+  // Where each phase's samples are for the moves into and out of the oversampled buffers.
+  std::vector<const float*> upPhaseData_;
+  std::vector<float*> downPhaseData_;
 };

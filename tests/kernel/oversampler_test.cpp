@@ -372,7 +372,7 @@ TEST_F(OversamplerTargets, EveryBuildMatchesADirectConvolutionAtAwkwardBlockSize
   const std::vector<float> input = Noise(300, 11);
   const int32_t blocks[] = {1, 7, 64, 65, 300};
   for (bool hq : {false, true}) {
-    for (int32_t factor : {1, 2, 3, 5, 8}) {
+    for (int32_t factor : {1, 2, 3, 4, 5, 8}) {
       const std::vector<double> reference = ReferenceRoundTrip(input, factor, hq);
       for (int64_t target : hwy::SupportedAndGeneratedTargets()) {
         hwy::SetSupportedTargetsForTest(target);
