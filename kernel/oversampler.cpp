@@ -202,7 +202,13 @@ void ROversampler::Downsample(int32_t channel, float* output, int32_t frames) no
 }
 
 void ROversampler::Reset() noexcept {
-  std::fill(upHistories_.begin(), upHistories_.end(), 0.0f);
-  std::fill(downHistories_.begin(), downHistories_.end(), 0.0f);
+  // Only the T samples of past count: the rest of a history is written by each block before
+  // it is read, and clearing it all would take milliseconds at the highest factors.
+  const size_t past = size_t(tapsPerPhase_) * sizeof(float);
+  if (past == 0) return;
+  for (int32_t channel = 0; channel < upChannels_; ++channel) std::memset(UpHistory(channel), 0, past);
+  for (int32_t channel = 0; channel < downChannels_; ++channel) {
+    for (int32_t phase = 0; phase < factor_; ++phase) std::memset(DownHistory(channel, phase), 0, past);
+  }
   std::fill(upQuiet_.begin(), upQuiet_.end(), uint8_t(1));
 }
