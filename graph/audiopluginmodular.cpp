@@ -133,15 +133,15 @@ void RAudioPluginModular::PrepareLaneBuffers(int32_t channels, int32_t frames) {
 
 void RAudioPluginModular::SetUpModule(RPluginSlot& slot) {
   RAudioPlugin& module = slot.GetModule();
-  module.SetHostFormat(sampleRate_, std::max(maxHostBlock_, 1) * std::max(oversampling_, 1), processChannels_,
+  module.SetHostFormat(sampleRate_, std::max(maxHostBlock_, 1) * std::max(oversampling_, 1), channels_,
                        slot.InputCountUsed, std::max(slot.OutputCountUsed, 1));
 }
 
 void RAudioPluginModular::Setup_Locked() {
   RAudioPlugin::Setup_Locked();
-  PrepareLaneBuffers(processChannels_, std::max(maxHostBlock_, 1) * std::max(oversampling_, 1));
+  PrepareLaneBuffers(channels_, std::max(maxHostBlock_, 1) * std::max(oversampling_, 1));
   if (this == &GetRootModular()) {
-    const int32_t floats = std::max(processChannels_, 1) * std::max(laneFrames_, 1);
+    const int32_t floats = std::max(channels_, 1) * std::max(laneFrames_, 1);
     for (FeedbackEntry& entry : feedback_) {
       entry.Samples.assign(size_t(floats), 0.0f);
       entry.Channels = 0;
@@ -153,12 +153,14 @@ void RAudioPluginModular::Setup_Locked() {
     SetUpModule(*slot);
   }
   RebuildProcessors(true);
-  // This level's Setup sized the bypass rings and told the host before the compile knew the
+  // This level's Setup sized the dry paths and told the host before the compile knew the
   // graph's latency.
-  bypassDelay_ = smartBypass_ ? std::max(GetLatency(), 0) / oversampling_ : 0;
-  bypassRings_.assign(size_t(bypassDelay_ > 0 ? processChannels_ : 0), BypassRing{});
-  for (BypassRing& ring : bypassRings_) ring.samples.assign(size_t(bypassDelay_), 0.0f);
-  if (!parent_) UpdateLatency(false, true);
+  PrepareDryPaths();
+}
+
+void RAudioPluginModular::DeliverPendingChanges() {
+  DeliverSlotChanges();
+  RAudioPlugin::DeliverPendingChanges();
 }
 
 void RAudioPluginModular::DeliverSlotChanges() {

@@ -176,6 +176,8 @@ public:
   // timer does it while an editor is open, and a host without one calls it from its idle time
   // (the command line between blocks). [editor-thread] [host-thread]
   void DeliverSlotChanges();
+  // The slot switches, then the kernel's own (a Setup for a new channel mode or factor).
+  void DeliverPendingChanges() override;
   // Sizes the two buffers per (lane, channel): at least 2 channels and kMinLaneFrames, grown
   // by powers of two, never shrunk. [host-thread] under the locks.
   void PrepareLaneBuffers(int32_t channels, int32_t frames);

@@ -6,6 +6,7 @@
 #include "kernel/audioplugininterface.h"
 #include "kernel/bufferpool.h"
 #include "kernel/globalconfig.h"
+#include "kernel/oversampler.h"
 #include "modulation/multiparameter.h"
 
 namespace {
@@ -36,6 +37,7 @@ RAudioPlugin::RAudioPlugin(const RString& name, const Options& options)
     bypassValue_->SetOwner(this);
   }
   SetMultiParameterCount(options_.multiParameters);
+  SetMaxOversampling(options_.maxOversampling);
   // Loads the configuration here, so that the cycle's reads of its switches never do.
   RGlobalConfiguration::Get();
   // An instance costs nothing until the first block that isn't silent.
@@ -56,8 +58,17 @@ void RAudioPlugin::AttachToParent(RAudioPlugin& parent) {
 
 void RAudioPlugin::InitParameters() {
   RAudioPluginBase::InitParameters();
-  if (bypassValue_) RegisterParameter(bypassValue_.get());
+  RegisterKernelValues();
   for (auto& multi : multiParameters_) multi->RegisterValues();
+}
+
+void RAudioPlugin::RegisterKernelValues() {
+  if (bypassValue_) RegisterParameter(bypassValue_.get());
+  if (options_.maxOversampling > 1) {
+    RegisterParameter(oversamplingNormal_.get());
+    RegisterParameter(oversamplingOffline_.get());
+    RegisterParameter(hqOversampling_.get());
+  }
 }
 
 void RAudioPlugin::SetMultiParameterCount(int32_t count) {
@@ -115,7 +126,9 @@ void RAudioPlugin::Setup() {
 }
 
 void RAudioPlugin::Setup_Locked() {
+  ApplyOversamplingOptions();
   oversampling_ = std::max(ResolveOversampling(), 1);
+  activeHQ_ = hqOversampling_->IsOn();
   sampleRate_ = hostSampleRate_ * oversampling_;
   time_.Reset();
   firstBlock_ = true;
@@ -123,15 +136,13 @@ void RAudioPlugin::Setup_Locked() {
   lastBlockSize_ = 0;
   if (bypassValue_) bypassRequest_ = bypassValue_->IsProcessingOn();
 
-  // Plain channel mode: every host channel is processed as it comes.
-  activeChannelMode_ = channelMode_;
-  processChannels_ = hostChannels_;
-  channels_ = hostChannels_;
-  channelStride_ = hostChannels_;
+  ResolveChannels();
+  SetUpOversampler();
 
   // A block whose input is its output needs a copy of the input; the pools hold it so that
   // the audio thread never allocates.
-  const int32_t copyFloats = std::max(inputBuses_ * processChannels_, 1) * std::max(maxHostBlock_, 1);
+  // Twice: a channel mode transforms a second copy and keeps the first as the dry input.
+  const int32_t copyFloats = 2 * std::max(inputBuses_ * processChannels_, 1) * std::max(maxHostBlock_, 1);
   RBufferPools::Get().Reserve(kInputCopies, copyFloats);
   inputCopy_.assign(size_t(copyFloats), 0.0f);
 
@@ -156,13 +167,7 @@ void RAudioPlugin::Setup_Locked() {
   Update();
   ClearSetupPending();
 
-  // The dry signal of a bypass crossfade is delayed by the latency, so that switching
-  // bypass doesn't move the audio in time.
-  bypassDelay_ = smartBypass_ ? std::max(GetLatency(), 0) / oversampling_ : 0;
-  bypassRings_.assign(size_t(bypassDelay_ > 0 ? processChannels_ : 0), BypassRing{});
-  for (BypassRing& ring : bypassRings_) ring.samples.assign(size_t(bypassDelay_), 0.0f);
-
-  if (!parent_) UpdateLatency(false, true);
+  PrepareDryPaths();
 
   silenceCountdown_ = kAsleepCount;
   tailPhase_ = true;
@@ -180,12 +185,21 @@ void RAudioPlugin::Setup_Locked() {
   }
 }
 
+void RAudioPlugin::PrepareDryPaths() {
+  // Whatever leaves unprocessed is delayed by the latency, so that switching bypass or a
+  // channel the mode leaves dry doesn't move the audio in time.
+  const int32_t latency = GetTrueLatency();
+  bypassDelay_ = smartBypass_ ? latency : 0;
+  dryDelay_.Setup(hostChannels_, latency, maxHostBlock_);
+  if (!parent_) UpdateLatency(false, true);
+}
+
 bool RAudioPlugin::UpdateLatency(bool lock, bool force) {
   if (!force && !MayReportLatency()) return false;
   // From the audio thread the lock is only tried: a report that can't have it waits a block.
   RTryLockGuard audio(GetAudioLock());
   if (lock && !audio.Owns()) return false;
-  const int32_t latency = enableLatencyReporting_ ? std::max(GetLatency(), 0) / oversampling_ : 0;
+  const int32_t latency = enableLatencyReporting_ ? GetTrueLatency() : 0;
   if (!force && latency == reportedLatency_) return true;
   reportedLatency_ = latency;
   if (interface_) interface_->LatencyChanged(latency);

@@ -19,9 +19,11 @@
 #include <vector>
 
 #include "kernel/audiopluginbase.h"
+#include "kernel/drydelay.h"
 #include "kernel/sharedblockdata.h"
 
 class RMultiParameter;
+class ROversampler;
 class RStoreContext;
 class RTagItem;
 
@@ -49,6 +51,25 @@ public:
     bool synchronizePhase = false;
     bool ownSharedData = false;  // a nested plug-in keeps block data of its own
     int32_t multiParameters = 0; // multi-parameters made at construction
+    // The highest oversampling factor offered; 1 offers none (the choices stay out of the table).
+    int32_t maxOversampling = 1;
+    // A factor every Setup applies to both choices (0: none).
+    int32_t forcedOversampling = 0;
+    // The first Setup chooses 2x above 80 kHz and 1x below for both choices.
+    bool automaticOversampling = false;
+  };
+
+  // Surround channels the settings can describe: one bit, one volume each.
+  static constexpr int32_t kMaxSurroundChannels = 64;
+  // The surround modes' own settings, stored with the mode.
+  struct SurroundSettings {
+    uint64_t enabled = ~uint64_t(0);  // bit c: host channel c is processed
+    int32_t ambisonicsOrder = 0;       // index: 4, 9, ... 64 channels, 7 the custom count
+    int32_t ambisonicsCustomChannels = 10;
+    float volume[kMaxSurroundChannels];  // linear gain per channel, after processing
+    SurroundSettings() {
+      for (float& v : volume) v = 1.0f;
+    }
   };
 
   struct MIDIEvent {
@@ -66,6 +87,7 @@ public:
   // Host rate, block size and channel layout; Setup follows when any changed. [host-thread]
   void SetHostFormat(double hostSampleRate, int32_t maxBlockSize, int32_t hostChannels, int32_t inputBuses = 1,
                      int32_t outputBuses = 1);
+  // Offline rendering: the next Setup runs the offline oversampling factor.
   void SetOffline(bool offline) noexcept { shared_->Offline = offline; }
   bool IsOffline() const noexcept { return shared_->Offline; }
   // Nothing while the host rate is below 1; else takes the audio and automation locks
@@ -73,6 +95,31 @@ public:
   virtual void Setup();
   virtual void Setup_Locked();
   void InitParameters() override;
+  // What the host side does in its idle time: a Setup when the channel mode or an oversampling
+  // choice changed since the last one. A graph adds its slot switches. [host-thread] or
+  // [editor-thread], never the audio thread.
+  virtual void DeliverPendingChanges();
+  // Whether the chosen channel mode or oversampling differ from what the running Setup made.
+  bool NeedsSetupForChoices() const;
+
+  // --- channel modes: a change leads to a full Setup. [host-thread]
+  int32_t GetChannelMode() const noexcept { return channelMode_; }
+  int32_t GetActiveChannelMode() const noexcept { return activeChannelMode_; }
+  void SetChannelMode(int32_t mode);
+  const SurroundSettings& GetSurroundSettings() const noexcept { return surround_; }
+  void SetSurroundSettings(const SurroundSettings& settings);
+
+  // --- oversampling: the choices (null when the plug-in offers none), the factor and the
+  // filters' delay of the running Setup.
+  RChoiceValue* GetOversamplingValue(bool offline) noexcept {
+    return offline ? oversamplingOffline_.get() : oversamplingNormal_.get();
+  }
+  RBoolValue* GetHQOversamplingValue() noexcept { return hqOversampling_.get(); }
+  // Delay of the oversampling filters in host samples; 0 at 1x.
+  int32_t GetOversamplingDelay() const noexcept;
+  // The plug-in's latency in host samples whatever is reported: GetLatency / Oversampling plus
+  // the filters' delay. The dry paths run on it.
+  int32_t GetTrueLatency() const;
 
   // --- the cycle
   // From the host side (RAudioPluginInterface::ProcessAudio): the whole cycle of one block.
@@ -86,10 +133,15 @@ public:
   virtual void BeforeBlock(float* const* inputs, float* const* outputs);
   // Parameters changed: recompute coefficients.
   virtual void Update();
-  // The DSP of one sub-block. The kernel's own: a plain copy of inputs to outputs.
+  // The DSP of one sub-block, on Channels channels. The kernel's own: a plain copy of inputs to
+  // outputs.
   virtual void Process(float* const* inputs, float* const* outputs, int32_t frames);
-  // The dry path: inputs to outputs (through the bypass rings when they run).
-  virtual void ProcessBypassed(float* const* inputs, float* const* outputs, int32_t frames);
+  // The dry path: the main bus's processed channels from dry (the input through the dry delay
+  // lines) to outputs; the other buses straight from inputs.
+  virtual void ProcessBypassed(const float* const* dry, float* const* inputs, float* const* outputs, int32_t frames);
+  // The channel a mono-like mode left unprocessed, after it came back dry (or as silence) and
+  // before the mode's decode: a plug-in may treat it. The kernel leaves it.
+  virtual void ProcessUnprocessedChannel(float* channel, int32_t frames) { (void)channel; (void)frames; }
   virtual int32_t GetLatency() const { return 0; }
   virtual int32_t GetTailLength() const { return 0; }
   virtual bool CanSleep() const { return true; }
@@ -124,6 +176,9 @@ public:
   // --- multi-parameters (modulation/multiparameter.h): made at construction from the
   // options' count or by SetMultiParameterCount before InitParameters. [editor-thread]
   void SetMultiParameterCount(int32_t count);
+  // The highest oversampling factor offered (a definition's); rebuilds the two choices' items.
+  // [editor-thread], before InitParameters.
+  void SetMaxOversampling(int32_t maxFactor);
   int32_t GetMultiParameterCount() const noexcept { return int32_t(multiParameters_.size()); }
   // Null out of range. [any-thread]
   RMultiParameter* GetMultiParameter(int32_t index) noexcept;
@@ -139,6 +194,8 @@ public:
   double GetSampleRate() const noexcept { return sampleRate_; }
   int32_t GetHostChannels() const noexcept { return hostChannels_; }
   int32_t GetProcessChannels() const noexcept { return processChannels_; }
+  // The channels the plug-in itself processes: 1 in a mono-like mode, the enabled ones in surround.
+  int32_t GetChannels() const noexcept { return channels_; }
   int32_t GetInputBuses() const noexcept { return inputBuses_; }
   int32_t GetOutputBuses() const noexcept { return outputBuses_; }
   int32_t GetChannelStride() const noexcept { return channelStride_; }
@@ -178,6 +235,8 @@ public:
   // Runs after a read of this level's keys.
   virtual void PostLoad() {}
   virtual void StoreGlobal(RStoreContext& context);
+  // The surround modes' settings, stored with a mode above the stereo ones.
+  void StoreSurround(RStoreContext& context);
   virtual void StoreMultiParameters(RStoreContext& context);
   virtual void StoreLFO(RStoreContext& context);
   virtual void StoreParamLock(RStoreContext& context);
@@ -189,8 +248,13 @@ public:
   void LoadStateTree(const RTagItem& root);
 
 protected:
-  // The factor this Setup runs at; 1 until oversampling is configured.
-  virtual int32_t ResolveOversampling() const { return 1; }
+  // The factor this Setup runs at: the offline choice's when offline, else the normal one's.
+  virtual int32_t ResolveOversampling() const;
+  // Builds the bypass and oversampling values and enters them in the table, in the kernel's
+  // order (after the plug-in's own values, before the multi-parameters).
+  void RegisterKernelValues();
+  // Sizes the dry paths for the true latency; tells the host when top-level.
+  void PrepareDryPaths();
   // Whether the host may be told about a latency change now (some hosts only between blocks).
   virtual bool MayReportLatency() const { return true; }
   // Modulators and the arpeggiator over a sub-block (or, asleep, over a whole block with no
@@ -216,15 +280,32 @@ protected:
   bool DispatchEvents(int32_t& count, bool limitToRamps);
   virtual void ProcessMIDIEvent(const MIDIEvent&) {}
   void RunLimiter(float* const* outputs, int32_t frames);
-  void RunBypassCrossfade(float* const* inputs, float* const* outputs, int32_t frames);
-  // Keeps the dry rings filled with the latest input while no crossfade runs.
-  void FeedBypassRings(float* const* inputs, int32_t frames);
+  void RunBypassCrossfade(const float* const* dry, float* const* outputs, int32_t frames);
+  // The processed and extra channels of the main bus through the dry delay lines: dry[c] is
+  // channel c of this block delayed by the true latency (the input itself without a latency).
+  void PushDry(float* const* inputs, const float** dry, int32_t frames) noexcept;
+  // Scheduler steps around the oversampler: the channel mode's transform of the input copy and
+  // of the output pointers, and its undoing on the outputs. [audio-thread]
+  void ApplyChannelMode(float* const* inputs, float* const* outputs, float** pluginInputs, float** pluginOutputs,
+                        int32_t frames) noexcept;
+  void UndoChannelMode(const float* const* dry, float* const* outputs, int32_t frames) noexcept;
+  // Setup's choice of mode, channel counts and surround packing.
+  void ResolveChannels();
+  // The scheduler at the oversampled rate on the oversampler's buffers, between up- and
+  // down-sampling of the Channels channels. [audio-thread]
+  void RunOversampled(float* const* inputs, float* const* outputs, int32_t frames);
+  // Setup's first steps for oversampling: the definition's forced and automatic factors, then
+  // the filters for the resolved factor.
+  void ApplyOversamplingOptions();
+  void SetUpOversampler();
   void ZeroOutputs(float* const* outputs, int32_t frames) const noexcept;
   // Every host channel from input to output, nothing else touched.
   void PassDry(float* const* inputs, float* const* outputs, int32_t frames) const noexcept;
   void ClampOutputs(float* const* outputs, int32_t frames) const noexcept;
+  // The first index below i whose pointer is the same non-null buffer as pointers[i]; -1 if none.
+  static int32_t FindSameBuffer(float* const* pointers, int32_t i) noexcept;
   bool ChannelsSilent(float* const* channels, int32_t buses, int32_t frames) const noexcept;
-  void PassExtraChannels(float* const* inputs, float* const* outputs, int32_t frames) noexcept;
+  void PassExtraChannels(float* const* inputs, const float* const* dry, float* const* outputs, int32_t frames) noexcept;
 
   Options options_;
   std::shared_ptr<RSharedBlockData> shared_;
@@ -241,6 +322,12 @@ protected:
   int32_t processChannels_ = 2;
   int32_t channelMode_ = 0;
   int32_t activeChannelMode_ = 0;
+  SurroundSettings surround_;
+  // Surround packing: the plug-in's channel k is host channel packedChannels_[k].
+  int32_t packedChannels_[kMaxSurroundChannels] = {};
+  // The host channel that the plug-in's channel k reads and writes, in any mode.
+  int32_t sourceChannels_[kMaxSurroundChannels] = {};
+  bool packsChannels_ = false;
 
   // last block and limits
   int32_t lastBlockSize_ = 0;
@@ -282,14 +369,9 @@ protected:
   bool bypassRequest_ = false;
   float bypassMix_ = 1.0f;
   bool smartBypass_ = true;
+  // The bypass crossfade's dry delay: the true latency with SmartBypass, else 0.
   int32_t bypassDelay_ = 0;
-  // Dry rings of bypassDelay_ samples, one per processed channel of the main bus, so that
-  // the dry signal lines up with the latency of the wet one.
-  struct BypassRing {
-    std::vector<float> samples;
-    int32_t position = 0;
-  };
-  std::vector<BypassRing> bypassRings_;
+  RDryDelay dryDelay_;
   // The input copy of an in-place block when the process-wide pools have none free (more
   // instances at once than they hold, or a taker on another thread): sized by Setup.
   std::vector<float> inputCopy_;
@@ -319,9 +401,16 @@ protected:
   bool sleepOnSilence_ = true;
   bool parallelization_ = false;
   bool midiThru_ = false;
-  int32_t upsampling_ = 1;
-  int32_t upsamplingOffline_ = 1;
-  bool hqUpsampling_ = true;
+  // oversampling: the choices, and what the running Setup made of them
+  std::unique_ptr<RChoiceValue> oversamplingNormal_;
+  std::unique_ptr<RChoiceValue> oversamplingOffline_;
+  std::unique_ptr<RBoolValue> hqOversampling_;
+  std::unique_ptr<ROversampler> oversampler_;
+  bool activeHQ_ = true;
+  bool automaticOversamplingDone_ = false;
+  // The choices as the running Setup saw them.
+  int32_t setupChannelMode_ = 0;
+  SurroundSettings setupSurround_;
   int32_t midiControllers_[16] = {1, 2, 11, 135, 135, 135, 135, 135, 135, 135, 135, 135, 135, 135, 135, 135};
   int32_t midiControllerMPE_ = 0;
 };

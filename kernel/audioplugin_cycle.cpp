@@ -29,15 +29,6 @@ bool Silent(const float* channel, int32_t frames) noexcept {
   return true;
 }
 
-// The first index below i whose pointer is the same non-null buffer as pointers[i]; -1 if none.
-int32_t FirstSamePointer(float* const* pointers, int32_t i) noexcept {
-  if (!pointers[i]) return -1;
-  for (int32_t j = 0; j < i; ++j) {
-    if (pointers[j] == pointers[i]) return j;
-  }
-  return -1;
-}
-
 void CopyChannel(const float* from, float* to, int32_t frames) noexcept {
   if (from == to || frames <= 0) return;
   std::memmove(to, from, size_t(frames) * sizeof(float));
@@ -48,6 +39,14 @@ void ZeroChannel(float* channel, int32_t frames) noexcept {
 }
 
 } // namespace
+
+int32_t RAudioPlugin::FindSameBuffer(float* const* pointers, int32_t i) noexcept {
+  if (!pointers[i]) return -1;
+  for (int32_t j = 0; j < i; ++j) {
+    if (pointers[j] == pointers[i]) return j;
+  }
+  return -1;
+}
 
 double RAudioPlugin::GetPublishedTempo() noexcept { return gPublishedTempo.load(std::memory_order_relaxed); }
 
@@ -153,10 +152,14 @@ void RAudioPlugin::RunActiveCycle(float* const* inputs, float* const* outputs, i
   }
   if (!smartBypass_) bypassMix_ = 1.0f;
 
-  PassExtraChannels(inputs, outputs, frames);
+  // The main bus through the dry delay lines, once a block whatever runs: the rings always
+  // hold the latest input for the moment something passes dry.
+  const float* dry[kMaxChannelPointers];
+  PushDry(inputs, dry, frames);
+  PassExtraChannels(inputs, dry, outputs, frames);
 
   if (bypassState_ && (!smartBypass_ || (bypassDelay_ <= 0 && bypassMix_ >= 1.0f))) {
-    ProcessBypassed(inputs, outputs, frames);
+    ProcessBypassed(smartBypass_ ? dry : inputs, inputs, outputs, frames);
     return;
   }
 
@@ -165,23 +168,29 @@ void RAudioPlugin::RunActiveCycle(float* const* inputs, float* const* outputs, i
   if (agcOn_) MeasureAGC(inputs, frames);
 
   // The processor writes its outputs while it reads its inputs: when they are the same
-  // buffers, it reads a copy. The crossfade and the dry rings read it too.
-  const int32_t inputCount = inputs ? inputBuses_ * channelStride_ : 0;
-  bool inPlace = activeChannelMode_ != 0 && inputCount > 0;
+  // buffers, it reads a copy. A channel mode changes the copy's buffers, and so always takes
+  // one, in a second half, so that the first stays the dry input.
+  const int32_t inputCount = inputs ? inputBuses_ * hostChannels_ : 0;
+  const bool transforms = activeChannelMode_ != 0 && inputCount > 0;
+  bool inPlace = transforms;
   for (int32_t b = 0; inputs && b < std::min(inputBuses_, outputBuses_) && !inPlace; ++b) {
     for (int32_t c = 0; c < processChannels_ && !inPlace; ++c) {
-      const int32_t i = b * channelStride_ + c;
+      const int32_t i = b * hostChannels_ + c;
       inPlace = inputs[i] && inputs[i] == outputs[i];
     }
   }
   float* copy = nullptr;
   float* copied[kMaxChannelPointers];
+  // The plug-in's own arrays, bus b's channel k at b * Channels + k: what the mode shows it.
+  float* in[kMaxChannelPointers];
+  float* out[kMaxChannelPointers];
+  float* work[kMaxChannelPointers];
   if (inPlace) {
     // Always the size Setup reserved: the pools serve each size class from its own buffers.
     const int32_t floats = inputBuses_ * processChannels_ * frames;
-    copy = RBufferPools::Get().TryTake(std::max(floats, int32_t(inputCopy_.size())));
+    copy = RBufferPools::Get().TryTake(int32_t(inputCopy_.size()));
     float* target = copy;
-    if (!copy && size_t(floats) <= inputCopy_.size()) target = inputCopy_.data();
+    if (!copy && size_t(2 * floats) <= inputCopy_.size()) target = inputCopy_.data();
     if (!target) {
       // A block longer than Setup was told of: dry rather than read half-written input.
       PassDry(inputs, outputs, frames);
@@ -190,12 +199,12 @@ void RAudioPlugin::RunActiveCycle(float* const* inputs, float* const* outputs, i
     for (int32_t i = 0; i < inputCount; ++i) copied[i] = inputs[i];
     for (int32_t b = 0; b < inputBuses_; ++b) {
       for (int32_t c = 0; c < processChannels_; ++c) {
-        const int32_t i = b * channelStride_ + c;
+        const int32_t i = b * hostChannels_ + c;
         float* channel = target + (b * processChannels_ + c) * frames;
         // A bus that arrives as another bus's very buffer (a side-chain left unconnected)
         // must still be that buffer in the copy: modules tell an open bus by it.
-        const int32_t same = FirstSamePointer(inputs, i);
-        if (same >= 0 && same % channelStride_ < processChannels_) {
+        const int32_t same = FindSameBuffer(inputs, i);
+        if (same >= 0 && same % hostChannels_ < processChannels_) {
           channel = copied[same];
         } else if (inputs[i]) {
           CopyChannel(inputs[i], channel, frames);
@@ -206,20 +215,55 @@ void RAudioPlugin::RunActiveCycle(float* const* inputs, float* const* outputs, i
       }
     }
     inputs = copied;
+    // Without a latency the dry signal is the input itself: the copy, now that the outputs
+    // may overwrite the host's buffers.
+    if (dryDelay_.GetDelay() <= 0) {
+      for (int32_t c = 0; c < processChannels_; ++c) dry[c] = copied[c];
+    }
+    std::copy(copied, copied + inputCount, work);
+    if (transforms) {
+      for (int32_t b = 0; b < inputBuses_; ++b) {
+        for (int32_t c = 0; c < processChannels_; ++c) {
+          const int32_t i = b * hostChannels_ + c;
+          if (!work[i]) continue;
+          if (const int32_t same = FindSameBuffer(copied, i); same >= 0) {
+            work[i] = work[same];
+            continue;
+          }
+          float* channel = target + floats + (b * processChannels_ + c) * frames;
+          CopyChannel(work[i], channel, frames);
+          work[i] = channel;
+        }
+      }
+    }
+  } else if (inputCount > 0) {
+    std::copy(inputs, inputs + inputCount, work);
   }
+  ApplyChannelMode(inputCount > 0 ? work : nullptr, outputs, in, out, frames);
 
-  // Oversampling wraps the scheduler in its filters once it is configured; at a factor of 1
-  // the scheduler runs on the host's buffers.
-  RunScheduler(inputs, outputs, frames);
+  if (oversampling_ >= 2 && oversampler_) {
+    RunOversampled(inputCount > 0 ? in : nullptr, out, frames);
+  } else {
+    RunScheduler(inputCount > 0 ? in : nullptr, out, frames);
+  }
+  UndoChannelMode(dry, outputs, frames);
+
+  if (auditionOn_ && inputs) {
+    // What the effect adds: the output less its input, in time with it.
+    for (int32_t b = 0; b < std::min(inputBuses_, outputBuses_); ++b) {
+      for (int32_t c = 0; c < processChannels_; ++c) {
+        const float* x = b == 0 ? dry[c] : inputs[b * hostChannels_ + c];
+        float* y = outputs[b * hostChannels_ + c];
+        if (!x || !y) continue;
+        for (int32_t i = 0; i < frames; ++i) y[i] -= x[i];
+      }
+    }
+  }
 
   if (agcOn_) ApplyAGC(outputs, frames);
   if (limiterOn_) RunLimiter(outputs, frames);
 
-  if (bypassState_ || bypassMix_ < 1.0f) {
-    RunBypassCrossfade(inputs, outputs, frames);
-  } else if (bypassDelay_ > 0) {
-    FeedBypassRings(inputs, frames);
-  }
+  if (bypassState_ || bypassMix_ < 1.0f) RunBypassCrossfade(smartBypass_ ? dry : inputs, outputs, frames);
 
   if (copy) RBufferPools::Get().Give(copy);
 }
@@ -289,19 +333,6 @@ void RAudioPlugin::RunScheduler(float* const* inputs, float* const* outputs, int
   }
 
   InterpolationFinish();
-
-  if (auditionOn_ && blockInputs) {
-    // What the effect adds: the output less its input. The dry path has no delay of its own
-    // yet, so this lines up only for effects without latency.
-    for (int32_t b = 0; b < std::min(inputBuses_, outputBuses_); ++b) {
-      for (int32_t c = 0; c < processChannels_; ++c) {
-        const float* x = blockInputs[b * channelStride_ + c];
-        float* y = outputs[b * channelStride_ + c];
-        if (!x || !y) continue;
-        for (int32_t i = 0; i < frames; ++i) y[i] -= x[i];
-      }
-    }
-  }
 }
 
 bool RAudioPlugin::DispatchEvents(int32_t& count, bool limitToRamps) {
@@ -327,7 +358,7 @@ void RAudioPlugin::RunLimiter(float* const* outputs, int32_t frames) {
   for (int32_t bus = 0; bus < outputBuses_; ++bus) {
     for (int32_t c = 0; c < processChannels_; ++c) {
       const size_t index = size_t(bus * processChannels_ + c);
-      float* y = outputs[bus * channelStride_ + c];
+      float* y = outputs[bus * hostChannels_ + c];
       if (!y || index >= stateCount) continue;
       double r = limiterState_[index].r;
       double s = limiterState_[index].s;
@@ -347,45 +378,26 @@ void RAudioPlugin::RunLimiter(float* const* outputs, int32_t frames) {
   }
 }
 
-void RAudioPlugin::RunBypassCrossfade(float* const* inputs, float* const* outputs, int32_t frames) {
+void RAudioPlugin::RunBypassCrossfade(const float* const* dry, float* const* outputs, int32_t frames) {
   const double step = hostSampleRate_ >= 1.0 ? kBypassFadePerSecond / hostSampleRate_ : 1.0;
   const double start = bypassMix_;
   for (int32_t bus = 0; bus < outputBuses_; ++bus) {
     for (int32_t c = 0; c < processChannels_; ++c) {
-      float* y = outputs[bus * channelStride_ + c];
+      float* y = outputs[bus * hostChannels_ + c];
       if (!y) continue;
-      const float* x = (inputs && bus < inputBuses_) ? inputs[bus * channelStride_ + c] : nullptr;
-      BypassRing* ring = (bus == 0 && size_t(c) < bypassRings_.size()) ? &bypassRings_[size_t(c)] : nullptr;
-      const int32_t length = ring ? int32_t(ring->samples.size()) : 0;
+      // Only the main bus has a dry path; the others fade against silence.
+      const float* x = (dry && bus == 0) ? dry[c] : nullptr;
       for (int32_t i = 0; i < frames; ++i) {
-        float dry = x ? x[i] : 0.0f;
-        if (ring) {
-          const float delayed = ring->samples[size_t(ring->position)];
-          ring->samples[size_t(ring->position)] = dry;
-          if (++ring->position == length) ring->position = 0;
-          dry = delayed;
-        }
         // The fade's position at this sample, and from it the weight of the wet signal:
         // falling towards bypass, rising away from it.
         const double position = std::min(start + step * i, 1.0);
         const float mix = float(bypassState_ ? 1.0 - position : position);
-        y[i] = (y[i] - dry) * mix + dry;
+        const float d = x ? x[i] : 0.0f;
+        y[i] = (y[i] - d) * mix + d;
       }
     }
   }
   bypassMix_ = float(std::min(start + step * frames, 1.0));
-}
-
-void RAudioPlugin::FeedBypassRings(float* const* inputs, int32_t frames) {
-  for (size_t c = 0; c < bypassRings_.size(); ++c) {
-    BypassRing& ring = bypassRings_[c];
-    const float* x = (inputs && inputBuses_ > 0) ? inputs[c] : nullptr;
-    const int32_t length = int32_t(ring.samples.size());
-    for (int32_t i = 0; i < frames; ++i) {
-      ring.samples[size_t(ring.position)] = x ? x[i] : 0.0f;
-      if (++ring.position == length) ring.position = 0;
-    }
-  }
 }
 
 // --- a sub-block
@@ -427,7 +439,7 @@ void RAudioPlugin::Update() {}
 
 void RAudioPlugin::Process(float* const* inputs, float* const* outputs, int32_t frames) {
   for (int32_t b = 0; b < outputBuses_; ++b) {
-    for (int32_t c = 0; c < processChannels_; ++c) {
+    for (int32_t c = 0; c < channels_; ++c) {
       float* y = outputs[b * channelStride_ + c];
       if (!y) continue;
       const float* x = (inputs && b < inputBuses_) ? inputs[b * channelStride_ + c] : nullptr;
@@ -440,32 +452,17 @@ void RAudioPlugin::Process(float* const* inputs, float* const* outputs, int32_t 
   }
 }
 
-void RAudioPlugin::ProcessBypassed(float* const* inputs, float* const* outputs, int32_t frames) {
-  if (bypassDelay_ <= 0 || bypassRings_.empty()) {
-    RAudioPlugin::Process(inputs, outputs, frames);
-    return;
-  }
-  // The dry path keeps the latency of the wet one.
+void RAudioPlugin::ProcessBypassed(const float* const* dry, float* const* inputs, float* const* outputs,
+                                   int32_t frames) {
   for (int32_t b = 0; b < outputBuses_; ++b) {
     for (int32_t c = 0; c < processChannels_; ++c) {
-      float* y = outputs[b * channelStride_ + c];
+      float* y = outputs[b * hostChannels_ + c];
       if (!y) continue;
-      const float* x = (inputs && b < inputBuses_) ? inputs[b * channelStride_ + c] : nullptr;
-      if (b != 0 || size_t(c) >= bypassRings_.size()) {
-        if (x) {
-          CopyChannel(x, y, frames);
-        } else {
-          ZeroChannel(y, frames);
-        }
-        continue;
-      }
-      BypassRing& ring = bypassRings_[size_t(c)];
-      const int32_t length = int32_t(ring.samples.size());
-      for (int32_t i = 0; i < frames; ++i) {
-        const float in = x ? x[i] : 0.0f;
-        y[i] = ring.samples[size_t(ring.position)];
-        ring.samples[size_t(ring.position)] = in;
-        if (++ring.position == length) ring.position = 0;
+      const float* x = b == 0 ? (dry ? dry[c] : nullptr) : (inputs && b < inputBuses_ ? inputs[b * hostChannels_ + c] : nullptr);
+      if (x) {
+        CopyChannel(x, y, frames);
+      } else {
+        ZeroChannel(y, frames);
       }
     }
   }
@@ -474,14 +471,14 @@ void RAudioPlugin::ProcessBypassed(float* const* inputs, float* const* outputs, 
 // --- helpers over the channel arrays
 
 void RAudioPlugin::ZeroOutputs(float* const* outputs, int32_t frames) const noexcept {
-  const int32_t count = std::min(outputBuses_ * channelStride_, kMaxChannelPointers);
+  const int32_t count = std::min(outputBuses_ * hostChannels_, kMaxChannelPointers);
   for (int32_t i = 0; i < count; ++i) ZeroChannel(outputs[i], frames);
 }
 
 void RAudioPlugin::ClampOutputs(float* const* outputs, int32_t frames) const noexcept {
   for (int32_t b = 0; b < outputBuses_; ++b) {
     for (int32_t c = 0; c < hostChannels_; ++c) {
-      float* y = outputs[b * channelStride_ + c];
+      float* y = outputs[b * hostChannels_ + c];
       // Nothing undefined leaves the block: NaN becomes 0, the rest is held within the clamp.
       if (y) RBlockKernels::Clamp(y, frames, kOutputClamp);
     }
@@ -491,7 +488,7 @@ void RAudioPlugin::ClampOutputs(float* const* outputs, int32_t frames) const noe
 bool RAudioPlugin::ChannelsSilent(float* const* channels, int32_t buses, int32_t frames) const noexcept {
   for (int32_t b = 0; b < buses; ++b) {
     for (int32_t c = 0; c < hostChannels_; ++c) {
-      const float* x = channels[b * channelStride_ + c];
+      const float* x = channels[b * hostChannels_ + c];
       if (x && !Silent(x, frames)) return false;
     }
   }
@@ -501,23 +498,8 @@ bool RAudioPlugin::ChannelsSilent(float* const* channels, int32_t buses, int32_t
 void RAudioPlugin::PassDry(float* const* inputs, float* const* outputs, int32_t frames) const noexcept {
   for (int32_t b = 0; b < outputBuses_; ++b) {
     for (int32_t c = 0; c < hostChannels_; ++c) {
-      float* y = outputs[b * channelStride_ + c];
-      const float* x = (inputs && b < inputBuses_) ? inputs[b * channelStride_ + c] : nullptr;
-      if (!y) continue;
-      if (x) {
-        CopyChannel(x, y, frames);
-      } else {
-        ZeroChannel(y, frames);
-      }
-    }
-  }
-}
-
-void RAudioPlugin::PassExtraChannels(float* const* inputs, float* const* outputs, int32_t frames) noexcept {
-  for (int32_t b = 0; b < outputBuses_; ++b) {
-    for (int32_t c = processChannels_; c < hostChannels_; ++c) {
-      float* y = outputs[b * channelStride_ + c];
-      const float* x = (inputs && b < inputBuses_) ? inputs[b * channelStride_ + c] : nullptr;
+      float* y = outputs[b * hostChannels_ + c];
+      const float* x = (inputs && b < inputBuses_) ? inputs[b * hostChannels_ + c] : nullptr;
       if (!y) continue;
       if (x) {
         CopyChannel(x, y, frames);

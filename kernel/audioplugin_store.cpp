@@ -3,7 +3,11 @@
 // are not written; a key missing on reading takes its default, so states of older versions
 // load, and a state holds only what differs.
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <string>
+#include <utility>
 #include <optional>
 
 #include "base/exception.h"
@@ -12,6 +16,7 @@
 #include "base/tagitem.h"
 #include "kernel/audioplugin.h"
 #include "kernel/channelmodes.h"
+#include "kernel/oversamplingchoice.h"
 #include "kernel/replacementlog.h"
 #include "kernel/storecontext.h"
 #include "kernel/undo.h"
@@ -66,6 +71,41 @@ void RAudioPlugin::Store(RStoreContext& context) {
   if (context.IsReading()) MarkSetupPending();
 }
 
+void RAudioPlugin::StoreSurround(RStoreContext& context) {
+  const bool writing = context.IsWriting();
+  SurroundSettings settings = writing ? surround_ : SurroundSettings();
+  // One character a channel, '0' for off, up to the last channel that is off.
+  RString mask;
+  if (writing) {
+    std::string text;
+    for (int32_t c = 0; c < kMaxSurroundChannels; ++c) text += ((settings.enabled >> c) & 1u) ? '1' : '0';
+    const std::string::size_type last = text.find_last_of('0');
+    mask = RString::FromUTF8(last == std::string::npos ? std::string("1") : text.substr(0, last + 1));
+  }
+  context.Text("SurroundChannelsEnable", mask, RString());
+  if (!writing) {
+    const std::string text = mask.ToUTF8();
+    for (size_t c = 0; c < text.size() && c < size_t(kMaxSurroundChannels); ++c) {
+      if (text[c] == '0') settings.enabled &= ~(uint64_t(1) << c);
+    }
+  }
+  context.Int("AmbisonicsOrder", settings.ambisonicsOrder, 0);
+  context.Int("AmbisonicsCustomChannels", settings.ambisonicsCustomChannels,
+              RChannelModes::kDefaultAmbisonicCustomChannels);
+  settings.ambisonicsOrder = std::clamp(settings.ambisonicsOrder, 0, RChannelModes::kAmbisonicOrders);
+  settings.ambisonicsCustomChannels = std::clamp(settings.ambisonicsCustomChannels, 1, int32_t(kMaxSurroundChannels));
+  InElement(context, "SurroundVolume", [&](RStoreContext& c) {
+    for (int32_t channel = 0; channel < kMaxSurroundChannels; ++channel) {
+      const std::string key = "Channel" + std::to_string(channel + 1);
+      double volume = settings.volume[channel];
+      c.Double(key.c_str(), volume, 1.0);
+      // A volume is a gain: nothing undefined or negative comes in from a file.
+      settings.volume[channel] = std::isfinite(volume) ? float(std::clamp(volume, 0.0, 16.0)) : 1.0f;
+    }
+  });
+  if (!writing) surround_ = settings;
+}
+
 void RAudioPlugin::StoreGlobal(RStoreContext& context) {
   RTagItem& element = context.GetElement();
   const bool writing = context.IsWriting();
@@ -89,6 +129,7 @@ void RAudioPlugin::StoreGlobal(RStoreContext& context) {
     }
     if (channelMode_ > RChannelModes::kLastStereoMode && hostChannels_ < 3) channelMode_ = RChannelModes::kLeftRight;
   }
+  if (channelMode_ > RChannelModes::kLastStereoMode) StoreSurround(context);
 
   if (options_.bypass) {
     // The Bypass value is kept out of the table's own storage (key "~") and written here.
@@ -109,9 +150,16 @@ void RAudioPlugin::StoreGlobal(RStoreContext& context) {
   if (options_.auditionDifference) context.Bool("AuditionDifference", auditionDifference_, false);
   context.Bool("EnableLatencyReporting", enableLatencyReporting_, true);
   context.Bool("SleepOnSilence", sleepOnSilence_, true);
-  context.Int("Upsampling", upsampling_, 1);
-  context.Int("UpsamplingOffline", upsamplingOffline_, 1);
-  context.Bool("HQUpsampling", hqUpsampling_, true);
+  // The choices are stored as their factors; a factor between two items finds the one above.
+  for (auto [key, choice] : {std::pair{"Upsampling", oversamplingNormal_.get()},
+                             std::pair{"UpsamplingOffline", oversamplingOffline_.get()}}) {
+    int32_t factor = ROversamplingChoice::GetFactor(choice->GetIndex());
+    context.Int(key, factor, 1);
+    if (!writing) choice->SetValueNow(double(ROversamplingChoice::GetIndex(factor)));
+  }
+  bool hq = hqOversampling_->IsOn();
+  context.Bool("HQUpsampling", hq, true);
+  if (!writing) hqOversampling_->SetValueNow(hq ? 1.0 : 0.0);
   if (options_.parallelization) context.Bool("Parallelization", parallelization_, false);
   context.Bool("SampleAccurateEvents", sampleAccurateEvents_, true);
   if (inputBuses_ == 0 || options_.midiThru) context.Bool("MIDIThru", midiThru_, false);
@@ -200,8 +248,6 @@ void RAudioPlugin::LoadStateTree(const RTagItem& root) {
   SaveStateTree(previous);
   const uint8_t flags = HasOldKeys(root) ? 0 : RStoreContext::kNewKeys;
 
-  const int32_t channelMode = channelMode_, upsampling = upsampling_, upsamplingOffline = upsamplingOffline_;
-  const bool hq = hqUpsampling_;
   {
     RNoUndoScope quiet(&GetUndo());
     RLockGuard parameters(GetParameterLock());
@@ -221,8 +267,5 @@ void RAudioPlugin::LoadStateTree(const RTagItem& root) {
   }
   RReplacementLog::Finish(*this, false);
   // Channels and oversampling are settled by Setup alone.
-  if (channelMode != channelMode_ || upsampling != upsampling_ || upsamplingOffline != upsamplingOffline_ ||
-      hq != hqUpsampling_) {
-    Setup();
-  }
+  if (NeedsSetupForChoices()) Setup();
 }

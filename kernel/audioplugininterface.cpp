@@ -55,8 +55,9 @@ void RAudioPluginInterface::ProcessAudio(float* const* inputs, float* const* out
   if (!outputs || frames < 0) return;
   RGuarded("RAudioPluginInterface::ProcessAudio", [&] {
     RAudioPlugin& plugin = *plugin_;
-    const int32_t stride = plugin.GetChannelStride();
-    const int32_t hostChannels = std::min(plugin.GetHostChannels(), stride);
+    // The host's arrays: bus b's channel c at b * HostChannels + c.
+    const int32_t stride = std::max(plugin.GetHostChannels(), 1);
+    const int32_t hostChannels = plugin.GetHostChannels();
     const int32_t inputCount = std::min(plugin.GetInputBuses() * stride, RAudioPlugin::kMaxChannelPointers);
     const int32_t outputCount = std::min(plugin.GetOutputBuses() * stride, RAudioPlugin::kMaxChannelPointers);
 

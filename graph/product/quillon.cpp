@@ -59,6 +59,7 @@ void RQuillon::CreateProcessors() {
   modulatorCount_ = std::clamp(definition.GetModulatorCount(), 0, kActiveModulators);
   midiParameterCount_ = std::max(definition.GetMIDIParameterCount(), 0);
   resetOnPreset_ = definition.GetResetOnPreset();
+  SetMaxOversampling(definition.GetMaxOversampling());
 
   // Without a side-chain bus lane 3 reads the main input, as every lane does.
   const bool sideChain = definition.HasSideChain();
@@ -101,7 +102,7 @@ void RQuillon::InitParameters() {
     RegisterParameter(&value);
   }
   RAudioPluginBase::InitParameters();
-  if (bypassValue_) RegisterParameter(bypassValue_.get());
+  RegisterKernelValues();
   for (int32_t i = 0; i < GetMultiParameterCount(); ++i) {
     RMultiParameter& multi = *GetMultiParameter(i);
     if (i >= publicMultiParameters_) {

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "cycletestplugin.h"
+#include "kernel/channelmodes.h"
 
 namespace {
 
@@ -421,7 +422,14 @@ TEST(RAudioPluginSetup, BlockCapShrinksWithManyChannels) {
   const std::pair<int32_t, int32_t> cases[] = {{2, 1024}, {8, 512}, {16, 256}, {32, 128}};
   for (const auto& [channels, cap] : cases) {
     RCycleTestPlugin plugin;
+    // Past a pair, only an ambisonic stream has the plug-in process every channel.
+    RAudioPlugin::SurroundSettings surround;
+    surround.ambisonicsOrder = RChannelModes::kAmbisonicOrders;
+    surround.ambisonicsCustomChannels = channels;
+    plugin.SetSurroundSettings(surround);
+    plugin.SetChannelMode(channels > 2 ? RChannelModes::kAmbisonics : RChannelModes::kLeftRight);
     plugin.Prepare(48000.0, 512, channels);
+    EXPECT_EQ(plugin.GetChannels(), channels);
     EXPECT_EQ(plugin.GetBlockCap(), cap) << channels;
     EXPECT_EQ(plugin.GetStepLimit(), cap) << channels;
     EXPECT_EQ(plugin.GetFineLimit(), std::min(cap, 256)) << channels;

@@ -9,12 +9,20 @@
 
 #include "base/exception.h"
 #include "kernel/audioplugin.h"
+#include "kernel/oversamplingchoice.h"
 #include "kernel/storecontext.h"
 #include "kernel/undo.h"
 
 class RStateTestPlugin : public RAudioPlugin {
 public:
-  explicit RStateTestPlugin(const Options& options = Options()) : RAudioPlugin(RString("StateTest"), options) {
+  // Offers oversampling up to 8x, as the product does.
+  static Options OversamplingOptions() {
+    Options options;
+    options.maxOversampling = 8;
+    return options;
+  }
+
+  explicit RStateTestPlugin(const Options& options = OversamplingOptions()) : RAudioPlugin(RString("StateTest"), options) {
     local.SetFlag(RValue::kGlobal, false);
     InitParameters();
   }
@@ -31,11 +39,11 @@ public:
   RBoolValue freeze{this, RString("Freeze"), false};
   RRealValue local{this, RString("Local"), 0.0, 1.0, 0.5};
 
-  int32_t GetChannelMode() const { return channelMode_; }
-  void SetChannelMode(int32_t mode) { channelMode_ = mode; }
   void SetHostChannels(int32_t channels) { hostChannels_ = channels; }
-  int32_t GetUpsampling() const { return upsampling_; }
-  void SetUpsampling(int32_t factor) { upsampling_ = factor; }
+  int32_t GetUpsampling() { return ROversamplingChoice::GetFactor(GetOversamplingValue(false)->GetIndex()); }
+  void SetUpsampling(int32_t factor) {
+    GetOversamplingValue(false)->SetValueNow(double(ROversamplingChoice::GetIndex(factor)));
+  }
   int32_t GetController(int32_t slot) const { return midiControllers_[slot]; }
   void SetController(int32_t slot, int32_t number) { midiControllers_[slot] = number; }
   bool GetAGC() const { return agc_; }

@@ -171,18 +171,26 @@ TEST(Store, APresetOnlyTreeSkipsValuesThatAreNotGlobalAndTheSessionsBlockSize) {
 
 TEST(Store, AChangeOfOversamplingOrChannelsIsFollowedByOneSetup) {
   RStateTestPlugin plugin;
+  plugin.SetHostFormat(48000.0, 256, 2);
+  const int32_t setups = plugin.setups;
   RTagItem root(RString("StateTestsettings"));
   Put(root, "#Gain", RVariant::FromDouble(1.0));
   plugin.LoadStateTree(root);
-  EXPECT_EQ(plugin.setups, 0);
+  EXPECT_EQ(plugin.setups, setups);
   Put(root, "Upsampling", RVariant::FromInt32(2));
   plugin.LoadStateTree(root);
-  EXPECT_EQ(plugin.setups, 1);
+  EXPECT_EQ(plugin.setups, setups + 1);
+  EXPECT_EQ(plugin.GetOversampling(), 2);
   plugin.LoadStateTree(root);
-  EXPECT_EQ(plugin.setups, 1);
+  EXPECT_EQ(plugin.setups, setups + 1);
   Put(root, "ChannelMode", RVariant::FromText(RShortString("Left")));
   plugin.LoadStateTree(root);
-  EXPECT_EQ(plugin.setups, 2);
+  EXPECT_EQ(plugin.setups, setups + 2);
+  EXPECT_EQ(plugin.GetActiveChannelMode(), 1);
+  EXPECT_EQ(plugin.GetChannels(), 1);
+  Put(root, "HQUpsampling", RVariant::FromInt32(0));
+  plugin.LoadStateTree(root);
+  EXPECT_EQ(plugin.setups, setups + 3);
 }
 
 std::vector<std::string> gGuardNames;

@@ -209,7 +209,7 @@ RAudioData ROfflineHost::Render(const RAudioData& input, const RAudioData* sidec
   size_t nextPoint = 0;
 
   // Scratch blocks: the host's buffers are its own; the plug-in's input guard may write them.
-  const int32_t stride = plugin.GetChannelStride();
+  const int32_t stride = std::max(plugin.GetHostChannels(), 1);
   const int32_t inputBuses = plugin.GetInputBuses();
   const std::vector<float> emptyBlock(static_cast<size_t>(block), 0.0f);
   std::vector<std::vector<float>> inBlocks(static_cast<size_t>(inputBuses * stride), emptyBlock);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kernel/audioplugin.h"
+#include "tests/support/everychannel.h"
 
 // Keeps a module from sleeping on silence, so that every block reaches its Process.
 template <class Module>
@@ -21,6 +22,7 @@ public:
               double rate = 48000.0)
       : module_(module), buses_(buses), channels_(channels) {
     if (module.GetParameterCount() == 0) module.InitParameters();
+    ProcessEveryChannel(module, channels);
     module.SetHostFormat(rate, maxBlock, channels, buses);
     in_.assign(size_t(std::max(buses, 1) * channels), std::vector<float>(size_t(maxBlock), 0.0f));
     out_.assign(size_t(channels), std::vector<float>(size_t(maxBlock), 0.0f));

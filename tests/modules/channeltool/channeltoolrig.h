@@ -13,6 +13,7 @@
 
 #include "kernel/audioplugininterface.h"
 #include "modules/channeltool/channeltool.h"
+#include "tests/support/everychannel.h"
 
 namespace channeltooltest {
 
@@ -44,6 +45,7 @@ public:
   explicit RChannelToolRig(double rate = 48000.0, int32_t block = 512, int32_t channels = 2)
       : adapter(std::make_unique<RAwakeChannelTool>()), block_(block), channels_(channels) {
     Tool().InitParameters();
+    ProcessEveryChannel(Tool(), channels);
     Tool().SetHostFormat(rate, block, channels);
   }
 

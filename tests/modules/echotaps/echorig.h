@@ -8,6 +8,7 @@
 
 #include "kernel/timeinfo.h"
 #include "modules/echotaps/echotaps.h"
+#include "tests/support/everychannel.h"
 
 namespace echotest {
 
@@ -41,6 +42,7 @@ public:
     rate_ = rate;
     block_ = block;
     channels_ = channels;
+    ProcessEveryChannel(module, channels);
     module.SetHostFormat(rate, block, channels);
     module.Setup();
   }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "modules/hertzslider/hertzslider.h"
+#include "tests/support/everychannel.h"
 
 namespace hztest {
 
@@ -41,6 +42,7 @@ class Shifter {
 public:
   explicit Shifter(double sampleRate, int32_t maxBlock = 512, int32_t channels = 2) : rate(sampleRate) {
     module.InitParameters();
+    ProcessEveryChannel(module, channels);
     module.SetHostFormat(sampleRate, maxBlock, channels);
     channels_ = channels;
   }

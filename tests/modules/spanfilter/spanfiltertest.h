@@ -11,6 +11,7 @@
 
 #include "base/array.h"
 #include "modules/spanfilter/spanfilter.h"
+#include "tests/support/everychannel.h"
 
 namespace spanfiltertest {
 
@@ -43,6 +44,7 @@ class Rig {
 public:
   explicit Rig(double sampleRate = 48000.0, int32_t channels = 2, int32_t block = 512) : channels_(channels) {
     filter.InitParameters();
+    ProcessEveryChannel(filter, channels);
     filter.SetHostFormat(sampleRate, block, channels);
   }
 
