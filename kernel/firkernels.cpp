@@ -2,6 +2,8 @@
 #include "kernel/firkernels.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernel/firkernels.cpp"
@@ -15,6 +17,10 @@ namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 using D = hn::ScalableTag<float>;
 using V = hn::Vec<D>;
+#if HWY_TARGET != HWY_SCALAR
+using DU64 = hn::Repartition<uint64_t, D>;
+#endif
+constexpr size_t kMaxLanes = HWY_MAX_BYTES / sizeof(float);
 
 void Convolve(const float* x, const float* taps, int32_t tapCount, float* out, int32_t count, bool accumulate) {
   const D d;
@@ -58,8 +64,8 @@ void Convolve(const float* x, const float* taps, int32_t tapCount, float* out, i
   }
 }
 
-// The 2-, 3- and 4-way forms move whole vectors; other factors go sample by sample, where the
-// filters' cost (T * factor multiply-adds per sample) outweighs the moves anyway.
+// The 2-, 3-, 4- and 8-way forms move whole vectors; other factors go sample by sample, where
+// the filters' cost (T * factor multiply-adds per sample) outweighs the moves anyway.
 void Interleave(const float* const* phases, int32_t factor, int32_t count, float* out) {
   const D d;
   const size_t lanes = hn::Lanes(d);
@@ -81,6 +87,26 @@ void Interleave(const float* const* phases, int32_t factor, int32_t count, float
                             hn::LoadU(d, phases[3] + i), d, out + 4 * i);
     }
   }
+#if HWY_TARGET != HWY_SCALAR
+  else if (ways == 8) {
+    // Two steps: phases 2b and 2b + 1 side by side, then those pairs as 64-bit units four ways.
+    const DU64 du;
+    HWY_ALIGN float pairs[4][2 * kMaxLanes];
+    HWY_ALIGN uint64_t units[2 * kMaxLanes];
+    for (; i + lanes <= n; i += lanes) {
+      for (size_t b = 0; b < 4; ++b) {
+        hn::StoreInterleaved2(hn::LoadU(d, phases[2 * b] + i), hn::LoadU(d, phases[2 * b + 1] + i), d, pairs[b]);
+      }
+      for (size_t half = 0; half < 2; ++half) {
+        const size_t at = half * lanes;
+        hn::StoreInterleaved4(hn::BitCast(du, hn::Load(d, pairs[0] + at)), hn::BitCast(du, hn::Load(d, pairs[1] + at)),
+                              hn::BitCast(du, hn::Load(d, pairs[2] + at)), hn::BitCast(du, hn::Load(d, pairs[3] + at)),
+                              du, units);
+        std::memcpy(out + 8 * i + 4 * at, units, 4 * lanes * sizeof(float));
+      }
+    }
+  }
+#endif
   for (; i < n; ++i) {
     for (size_t p = 0; p < ways; ++p) out[i * ways + p] = phases[p][i];
   }
@@ -120,6 +146,33 @@ void DeinterleaveFinite(const float* in, int32_t factor, int32_t count, float* c
       hn::StoreU(finite(v3), d, phases[3] + i);
     }
   }
+#if HWY_TARGET != HWY_SCALAR
+  else if (ways == 8) {
+    // The interleaving's two steps backwards: 64-bit units (phase pairs) four ways, then each
+    // pair split in two.
+    const DU64 du;
+    HWY_ALIGN float pairs[4][2 * kMaxLanes];
+    HWY_ALIGN uint64_t units[2 * kMaxLanes];
+    hn::Vec<DU64> q0, q1, q2, q3;
+    V even, odd;
+    for (; i + lanes <= n; i += lanes) {
+      for (size_t half = 0; half < 2; ++half) {
+        const size_t at = half * lanes;
+        std::memcpy(units, in + 8 * i + 4 * at, 4 * lanes * sizeof(float));
+        hn::LoadInterleaved4(du, units, q0, q1, q2, q3);
+        hn::Store(hn::BitCast(d, q0), d, pairs[0] + at);
+        hn::Store(hn::BitCast(d, q1), d, pairs[1] + at);
+        hn::Store(hn::BitCast(d, q2), d, pairs[2] + at);
+        hn::Store(hn::BitCast(d, q3), d, pairs[3] + at);
+      }
+      for (size_t b = 0; b < 4; ++b) {
+        hn::LoadInterleaved2(d, pairs[b], even, odd);
+        hn::StoreU(finite(even), d, phases[2 * b] + i);
+        hn::StoreU(finite(odd), d, phases[2 * b + 1] + i);
+      }
+    }
+  }
+#endif
   for (; i < n; ++i) {
     for (size_t p = 0; p < ways; ++p) {
       const float x = in[i * ways + p];
