@@ -135,6 +135,9 @@ void RAudioPlugin::Setup_Locked() {
   editRamp_ = int32_t(sampleRate_ * kEditRampSeconds);
   lastBlockSize_ = 0;
   if (bypassValue_) bypassRequest_ = bypassValue_->IsProcessingOn();
+  // Setup leaves the plug-in asleep: the switch holds without a fade.
+  bypassState_ = bypassRequest_;
+  bypassMix_ = 1.0f;
 
   ResolveChannels();
   SetUpOversampler();

@@ -96,6 +96,12 @@ void RAudioPlugin::ProcessCycle(float* const* inputs, float* const* outputs, int
   }
 
   if (bypassValue_) bypassRequest_ = bypassValue_->IsProcessingOn();
+  // Asleep, the output is silence whatever the switch says: it takes the switch at once, so
+  // that the first block after waking doesn't fade from a state the user left long ago.
+  if (asleep_) {
+    bypassState_ = bypassRequest_;
+    bypassMix_ = 1.0f;
+  }
 
   if (latencyCountdown_ >= 0) {
     latencyCountdown_ -= frames;

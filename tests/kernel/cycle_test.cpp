@@ -285,6 +285,33 @@ TEST(RAudioPluginBypass, FadesOverFiftyMillisecondsFromTheNextBlock) {
   }
 }
 
+TEST(RAudioPluginBypass, ASwitchMadeWhileAsleepHoldsAtOnceOnWaking) {
+  // A graph's modules sleep through silence while their switches move (a product's controls
+  // bypass what they don't use): the first sound after it must not fade from the old state.
+  RCycleTestPlugin plugin;
+  plugin.mode = RCycleTestPlugin::Mode::Silence;
+  plugin.Prepare(48000.0, 256);
+  RTestBlock block(2, 256);
+  block.Run(plugin);
+  ASSERT_TRUE(plugin.IsAsleep());
+  plugin.GetBypassValue()->SetProcessing(1.0);
+  block.Run(plugin);
+  block.Fill(0.5f);
+  block.Run(plugin);
+  EXPECT_FALSE(plugin.IsAsleep());
+  EXPECT_TRUE(plugin.IsBypassed());
+  EXPECT_FLOAT_EQ(block.out[0][0], 0.5f);
+  EXPECT_FLOAT_EQ(block.out[1][255], 0.5f);
+  EXPECT_TRUE(plugin.calls.empty());
+
+  // Awake, a switch fades as before.
+  plugin.GetBypassValue()->SetProcessing(0.0);
+  block.Run(plugin);
+  block.Run(plugin);
+  EXPECT_LT(block.out[0][255], 0.5f);
+  EXPECT_GT(block.out[0][255], 0.0f);
+}
+
 TEST(RAudioPluginBypass, WithLatencyTheDryPathIsDelayedByIt) {
   RCycleTestPlugin plugin;
   plugin.latency = 100;

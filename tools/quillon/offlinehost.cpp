@@ -11,7 +11,6 @@
 #include "base/filestream.h"
 #include "base/memorystream.h"
 #include "base/tagitem.h"
-#include "graph/audiopluginmodular.h"
 #include "graph/product/quillon.h"
 #include "kernel/audioplugin.h"
 #include "tools/quillon/commands.h"
@@ -194,8 +193,11 @@ RAudioData ROfflineHost::Render(const RAudioData& input, const RAudioData* sidec
   const int32_t block = format_.block;
   const double rate = format_.rate;
 
-  // A host activating the plug-in asks for its latency; the report may also come later
-  // through LatencyChanged, but the compensation of one render is fixed at its start.
+  // What the settings changed that needs a Setup (a channel mode, an oversampling factor) is
+  // done before the plug-in is activated. A host activating it asks for its latency; the report
+  // may also come later through LatencyChanged, but the compensation of one render is fixed at
+  // its start.
+  plugin.DeliverPendingChanges();
   plugin.UpdateLatency(true, true);
   renderLatency_ = std::max(plugin.GetReportedLatency(), std::max(reportedLatency_, 0));
   const int64_t latency = rawLatency ? 0 : renderLatency_;
@@ -261,7 +263,7 @@ RAudioData ROfflineHost::Render(const RAudioData& input, const RAudioData* sidec
     ProcessAudio(inPointers.data(), outPointers.data(), frames, &time);
     timer.Stop();
     // The host's idle time between blocks: slot switches the block moved take effect.
-    if (auto* graph = dynamic_cast<RAudioPluginModular*>(&plugin)) graph->DeliverSlotChanges();
+    plugin.DeliverPendingChanges();
 
     // Output frame f of the block is frame position + f - latency of the result.
     const int64_t first = std::max<int64_t>(latency - position, 0);
