@@ -16,14 +16,17 @@
 // (N - 1) / 2 = T * L / 2 oversampled samples, the round trip by exactly T host samples:
 // GetDelay() = T (40 for HQ, 20 for standard). The up filter has a gain of L (each phase sums
 // to 1), the down filter a gain of 1, so the round trip is unity in the passband. The edges
-// are fractions of the host rate, so the same design serves 44.1 to 192 kHz.
+// are fractions of the host rate, so the same design serves 44.1 to 192 kHz (at 44.1 kHz HQ
+// is flat to 18.4 kHz; at 96 kHz and above the audio band is far inside the passband).
 //
 // Cost: one stage for every factor. Per host sample and channel, up-sampling and
 // down-sampling each take about T * L multiply-adds (less one phase: the cut-off sits at the
 // host's Nyquist frequency, so the centre phase is a pure delay), so the cost grows with the
 // factor. That is fine for the 2x to 8x the product offers; 16x and above work the same way,
 // only slower. The inner loops run over a block per tap (kernel/firkernels.h); the histories
-// are linear buffers whose last T samples move to the front after each block.
+// are linear buffers whose last T samples move to the front after each block. A stereo pair
+// up and down costs about 5, 13 and 35 ns per host frame at 2x, 4x and 8x HQ (3, 7 and 19
+// standard) on an AVX-512 machine, small beside the plug-in's own work at that rate.
 //
 // Non-finite samples never enter a history: they are taken as 0 when copied in, so the
 // output is finite whatever the input, and the filters carry nothing over once the input is

@@ -168,7 +168,8 @@ TEST(OversamplerFilters, AnImpulseComesBackAtTheDelayAndSymmetricAboutIt) {
       const int32_t delay = oversampler.GetDelay();
       ASSERT_EQ(delay, factor == 1 ? 0 : (hq ? 40 : 20));
       const std::vector<float> y = RoundTrip(oversampler, Impulse(96), 96);
-      const auto peak = std::max_element(y.begin(), y.end(), [](float a, float b) { return std::fabs(a) < std::fabs(b); });
+      auto louder = [](float a, float b) { return std::fabs(a) < std::fabs(b); };
+      const auto peak = std::max_element(y.begin(), y.end(), louder);
       ASSERT_EQ(peak - y.begin(), delay);
       double sum = 0.0;
       for (float x : y) sum += x;
