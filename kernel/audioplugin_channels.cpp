@@ -112,7 +112,7 @@ void RAudioPlugin::ApplyChannelMode(float* const* inputs, float* const* outputs,
   using namespace RChannelModes;
   const int32_t mode = activeChannelMode_;
   const int32_t stride = hostChannels_;
-  if (!packsChannels_ && processChannels_ >= 2 && (IsMidSide(mode) || mode == kLeftRightNegated)) {
+  if (!packsChannels_ && processChannels_ >= 2 && ChangesInput(mode)) {
     for (int32_t b = 0; inputs && b < inputBuses_; ++b) {
       float* first = inputs[b * stride];
       float* second = inputs[b * stride + 1];

@@ -10,6 +10,7 @@
 #include "kernel/audioplugininterface.h"
 #include "kernel/blockkernels.h"
 #include "kernel/bufferpool.h"
+#include "kernel/channelmodes.h"
 #include "modulation/multiparameter.h"
 
 namespace {
@@ -174,10 +175,10 @@ void RAudioPlugin::RunActiveCycle(float* const* inputs, float* const* outputs, i
   if (agcOn_) MeasureAGC(inputs, frames);
 
   // The processor writes its outputs while it reads its inputs: when they are the same
-  // buffers, it reads a copy. A channel mode changes the copy's buffers, and so always takes
-  // one, in a second half, so that the first stays the dry input.
+  // buffers, it reads a copy. A channel mode that changes the input's samples works on a copy
+  // too, in a second half, so that the first stays the dry input.
   const int32_t inputCount = inputs ? inputBuses_ * hostChannels_ : 0;
-  const bool transforms = activeChannelMode_ != 0 && inputCount > 0;
+  const bool transforms = RChannelModes::ChangesInput(activeChannelMode_) && processChannels_ >= 2 && inputCount > 0;
   bool inPlace = transforms;
   for (int32_t b = 0; inputs && b < std::min(inputBuses_, outputBuses_) && !inPlace; ++b) {
     for (int32_t c = 0; c < processChannels_ && !inPlace; ++c) {

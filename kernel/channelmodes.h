@@ -45,6 +45,9 @@ bool IsMidSide(int32_t mode) noexcept;
 // Whether the mode puts the second signal of the pair (right or side) first: its pointers are
 // swapped on the way in and back on the way out.
 bool SwapsPair(int32_t mode) noexcept;
+// Whether the mode changes the input's samples (mid and side, a negated right) rather than only
+// choosing among the host's channels: the cycle then works on a copy.
+inline bool ChangesInput(int32_t mode) noexcept { return IsMidSide(mode) || mode == kLeftRightNegated; }
 // Whether the mode processes one signal of the pair and rebuilds the other afterwards.
 inline bool ProcessesOneOfPair(int32_t mode) noexcept { return GetProcessedChannels(mode) == 1; }
 // Whether the signal the mode leaves unprocessed comes back as silence rather than dry.

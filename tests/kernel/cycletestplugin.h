@@ -63,11 +63,11 @@ public:
         RAudioPlugin::Process(inputs, outputs, frames);
         break;
       case Mode::Silence:
-        for (int32_t c = 0; c < GetProcessChannels(); ++c)
+        for (int32_t c = 0; c < GetChannels(); ++c)
           for (int32_t i = 0; i < frames; ++i) outputs[c][i] = 0.0f;
         break;
       case Mode::Gain:
-        for (int32_t c = 0; c < GetProcessChannels(); ++c)
+        for (int32_t c = 0; c < GetChannels(); ++c)
           for (int32_t i = 0; i < frames; ++i) outputs[c][i] = inputs[c][i] * gain;
         break;
       case Mode::Swap:
