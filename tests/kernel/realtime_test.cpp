@@ -11,6 +11,7 @@
 #include <random>
 #include <vector>
 
+#include "kernel/channelmodes.h"
 #include "tests/kernel/realtimetestplugin.h"
 #include "tests/support/allocationcounter.h"
 
@@ -132,6 +133,52 @@ TEST_F(RealtimeCycle, NonFiniteAndRunawayInputsGiveFiniteOutputWithoutAllocating
   // Clean input afterwards still comes through finite (checked in Run).
   for (int32_t i = 0; i < 8; ++i) Block(kMaxBlock, 0.5f, true);
   EXPECT_EQ(scope.Allocations(), 0);
+}
+
+TEST(RealtimeOversampled, EveryFactorAndAChannelModeAllocateNothingAndStayFinite) {
+  // Oversampling and a mode that changes the input's samples, with every parameter automated
+  // at odd block sizes and garbage now and then.
+  RAudioPlugin::Options options;
+  options.maxOversampling = 8;
+  for (const int32_t index : {1, 2, 3, 7}) {
+    RRealtimeTestHost host(48000.0, kMaxBlock, options);
+    RRealtimeTestPlugin& plugin = *host.plugin;
+    plugin.GetOversamplingValue(false)->SetValueNow(double(index));
+    plugin.GetHQOversamplingValue()->SetValueNow(index % 2 == 0 ? 1.0 : 0.0);
+    plugin.SetChannelMode(RChannelModes::kMonoStereo);
+    plugin.SetHostFormat(48000.0, kMaxBlock, 2);
+    ASSERT_EQ(plugin.GetOversampling(), index + 1);
+    ASSERT_GT(plugin.GetReportedLatency(), 0);
+
+    std::vector<float> left(kMaxBlock), right(kMaxBlock), outLeft(kMaxBlock), outRight(kMaxBlock);
+    std::mt19937 random(index);
+    std::uniform_real_distribution<double> uniform(0.0, 1.0);
+    const int32_t sizes[] = {512, 1, 7, 333, 64, 97};
+    auto block = [&](int32_t frames, bool garbage) {
+      for (int32_t i = 0; i < frames; ++i) {
+        left[size_t(i)] = 0.5f * std::sin(0.05f * float(i));
+        right[size_t(i)] = -0.25f * std::sin(0.03f * float(i));
+      }
+      if (garbage) left[size_t(frames / 2)] = std::numeric_limits<float>::quiet_NaN();
+      for (int32_t p = 0; p < plugin.GetAutomatableCount(); ++p) {
+        if (p != plugin.GetParameterIndexOf(plugin.GetBypassValue()))
+          plugin.ScheduleAutomationEvent(frames / 2, p, uniform(random));
+      }
+      float* inputs[2] = {left.data(), right.data()};
+      float* outputs[2] = {outLeft.data(), outRight.data()};
+      host.adapter.ProcessAudio(inputs, outputs, frames);
+      for (int32_t i = 0; i < frames; ++i) ASSERT_TRUE(std::isfinite(outLeft[size_t(i)]) && std::isfinite(outRight[size_t(i)]));
+    };
+    for (int32_t i = 0; i < 4; ++i) block(kMaxBlock, false);
+    RCountingScope scope;
+    for (int32_t round = 0; round < 10; ++round) {
+      for (int32_t frames : sizes) {
+        block(frames, round % 3 == 1 && frames > 2);
+        if (::testing::Test::HasFatalFailure()) return;
+      }
+    }
+    EXPECT_EQ(scope.Allocations(), 0) << "factor index " << index;
+  }
 }
 
 TEST(RealtimeCounting, TheCounterSeesAnAllocationOnTheCountingThread) {

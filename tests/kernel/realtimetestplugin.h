@@ -16,7 +16,7 @@ class RRealtimeTestPlugin : public RAudioPlugin {
 public:
   static constexpr int32_t kRealValues = 52;
 
-  RRealtimeTestPlugin() : RAudioPlugin(RString("Realtime")) {
+  explicit RRealtimeTestPlugin(const Options& options = Options()) : RAudioPlugin(RString("Realtime"), options) {
     for (int32_t i = 0; i < kRealValues; ++i) {
       // The first three drive the stages: gain 0..2, panorama and width -1..1.
       const double min = (i == 1 || i == 2) ? -1.0 : 0.0;
@@ -68,8 +68,9 @@ struct RRealtimeTestHost {
   RRealtimeTestPlugin* plugin;
   RAudioPluginInterface adapter;
 
-  explicit RRealtimeTestHost(double rate = 48000.0, int32_t maxBlock = 512)
-      : RRealtimeTestHost(std::make_unique<RRealtimeTestPlugin>(), rate, maxBlock) {}
+  explicit RRealtimeTestHost(double rate = 48000.0, int32_t maxBlock = 512,
+                             const RAudioPlugin::Options& options = RAudioPlugin::Options())
+      : RRealtimeTestHost(std::make_unique<RRealtimeTestPlugin>(options), rate, maxBlock) {}
 
 private:
   RRealtimeTestHost(std::unique_ptr<RRealtimeTestPlugin> owned, double rate, int32_t maxBlock)
