@@ -38,6 +38,14 @@ public:
 
   RQuillon& Product() { return *product_; }
 
+  // Chooses the factor the product runs at (item index: 0 is 1x, 7 is 8x) and its filters,
+  // and lets the host side set it up, as a host does between blocks.
+  void Oversample(int32_t index, bool hq = true) {
+    product_->GetOversamplingValue(false)->SetValueNow(double(index));
+    product_->GetHQOversamplingValue()->SetValueNow(hq ? 1.0 : 0.0);
+    product_->DeliverPendingChanges();
+  }
+
   // The multi-parameter the host sees under name.
   RMultiParameter& Control(const char* name) {
     const int32_t index = product_->GetParameterIndex(RString::FromUTF8(name));
