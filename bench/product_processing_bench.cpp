@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "bench/modules/modulebench.h"
-#include "graph/audiopluginmodular.h"
 #include "kernel/audioplugin.h"
 #include "tools/quillon/commands.h"
 #include "tools/quillon/offlinehost.h"
@@ -83,7 +82,7 @@ public:
     format.sidechain = true;
     host_->Prepare(format);
     RAudioPlugin& plugin = host_->GetPlugin();
-    const int32_t stride = plugin.GetChannelStride();
+    const int32_t stride = plugin.GetHostChannels();
     buffers_.assign(size_t(stride * 3), std::vector<float>(size_t(kBlock), 0.0f));
     inputs_.assign(size_t(stride * 2), nullptr);
     for (int32_t c = 0; c < 2; ++c) {
@@ -117,15 +116,13 @@ public:
 
   // One block of music through the host's whole process call.
   void PlayMusic() {
-    music_.Next(inputs_.data(), inputs_.data() + Plugin().GetChannelStride());
+    music_.Next(inputs_.data(), inputs_.data() + Plugin().GetHostChannels());
     Process();
   }
 
   // What a host does between blocks on its own thread, so untimed: slot switches that the
-  // last block moved take effect.
-  void Idle() {
-    if (auto* graph = dynamic_cast<RAudioPluginModular*>(&Plugin())) graph->DeliverSlotChanges();
-  }
+  // last block moved take effect, and a new factor is set up.
+  void Idle() { Plugin().DeliverPendingChanges(); }
 
   // One block of silence on both buses.
   void PlaySilence() {
@@ -176,6 +173,30 @@ void BM_Product_DefaultState(benchmark::State& state) {
   RunTimed(state, [&] { run.PlayMusic(); });
 }
 BENCHMARK(BM_Product_DefaultState);
+
+// The default state oversampled: the factor's item (1 is 2x, 7 is 8x) and the filters' quality.
+void BM_Product_DefaultStateOversampled(benchmark::State& state) {
+  RProductRun run;
+  const int32_t index = int32_t(state.range(0));
+  const double item = (double(index) + 0.5) / 8.0;
+  std::string error = run.Set("Oversampling (normal)", item);
+  if (error.empty()) error = run.Set("HQ oversampling", state.range(1) ? 1.0 : 0.0);
+  if (!error.empty()) {
+    state.SkipWithError(error.c_str());
+    return;
+  }
+  run.Idle();
+  if (run.Plugin().GetOversampling() != index + 1) {
+    state.SkipWithError("the factor was not taken");
+    return;
+  }
+  for (int32_t i = 0; i < kWarmUpBlocks; ++i) {
+    run.PlayMusic();
+    run.Idle();
+  }
+  RunTimed(state, [&] { run.PlayMusic(); });
+}
+BENCHMARK(BM_Product_DefaultStateOversampled)->ArgNames({"item", "hq"})->Args({1, 1})->Args({1, 0})->Args({7, 1})->Args({7, 0});
 
 // Every stage of both paths and of the master chain at work, as a user who turns everything up
 // hears it, with the morph moving so that the bit blend crossfades in every block.

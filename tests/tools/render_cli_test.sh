@@ -133,6 +133,25 @@ expect_refusal "bad normalised value" params --set Bypass=@2
 expect_refusal "bad automation time" render "$work/sine.wav" "$work/x.wav" --automate Bypass=On,soon
 expect_refusal "automation without a time" render "$work/sine.wav" "$work/x.wav" --automate Bypass=On
 expect_refusal "missing input" render "$work/missing.wav" "$work/x.wav"
+# --- oversampling: --offline picks the offline factor; the output is compensated by the
+# filters' delay (lined up with the input), or keeps it with --raw-latency.
+offline_2x=("${empty[@]}" --set "Oversampling (offline)=2x")
+"$quillon" render "$work/sine.wav" "$work/os-live.wav" "${offline_2x[@]}" --quiet >"$work/os-live.out" \
+  || fail "render with an offline factor, live"
+grep -q "latency 0 compensated" "$work/os-live.out" || fail "a live render ran the offline factor: $(head -n 1 "$work/os-live.out")"
+"$quillon" render "$work/sine.wav" "$work/os-offline.wav" "${offline_2x[@]}" --offline --quiet >"$work/os-offline.out" \
+  || fail "render --offline with an offline factor"
+latency="$(sed -n 's/.*latency \([0-9]*\) compensated.*/\1/p' "$work/os-offline.out")"
+[ -n "$latency" ] && [ "$latency" -gt 0 ] || fail "--offline did not oversample: $(head -n 1 "$work/os-offline.out")"
+[ "$(soxi -s "$work/os-offline.wav")" = "$(soxi -s "$work/sine.wav")" ] || fail "the compensated render changed the length"
+difference="$(max_difference "$work/sine.wav" "$work/os-offline.wav")"
+awk -v d="$difference" 'BEGIN {exit !(d < 0.001)}' || fail "2x offline: the sine came back $difference off, not lined up"
+"$quillon" render "$work/sine.wav" "$work/os-raw.wav" "${offline_2x[@]}" --offline --raw-latency --quiet >/dev/null \
+  || fail "render --offline --raw-latency"
+difference="$(max_difference "$work/sine.wav" "$work/os-raw.wav")"
+awk -v d="$difference" 'BEGIN {exit !(d > 0.01)}' || fail "--raw-latency: the oversampled output is not delayed"
+"$quillon" params --all "${offline_2x[@]}" | grep -q "Oversampling (offline).*2x" || fail "params does not show the offline factor"
+
 expect_refusal "unreadable audio" render "$work/text.wav" "$work/x.wav"
 expect_refusal "unreadable side chain" render "$work/sine.wav" "$work/x.wav" --sidechain "$work/noise.bin"
 expect_refusal "missing state" params --state "$work/missing.state"
