@@ -109,8 +109,10 @@ public:
   const SurroundSettings& GetSurroundSettings() const noexcept { return surround_; }
   void SetSurroundSettings(const SurroundSettings& settings);
 
-  // --- oversampling: the choices (null when the plug-in offers none), the factor and the
-  // filters' delay of the running Setup.
+  // --- oversampling: the choices, the factor and the filters' delay of the running Setup.
+  // The highest factor offered (a definition's); rebuilds the two choices' items, which the
+  // table shows only when it is above 1. [editor-thread], before InitParameters.
+  void SetMaxOversampling(int32_t maxFactor);
   RChoiceValue* GetOversamplingValue(bool offline) noexcept {
     return offline ? oversamplingOffline_.get() : oversamplingNormal_.get();
   }
@@ -176,9 +178,6 @@ public:
   // --- multi-parameters (modulation/multiparameter.h): made at construction from the
   // options' count or by SetMultiParameterCount before InitParameters. [editor-thread]
   void SetMultiParameterCount(int32_t count);
-  // The highest oversampling factor offered (a definition's); rebuilds the two choices' items.
-  // [editor-thread], before InitParameters.
-  void SetMaxOversampling(int32_t maxFactor);
   int32_t GetMultiParameterCount() const noexcept { return int32_t(multiParameters_.size()); }
   // Null out of range. [any-thread]
   RMultiParameter* GetMultiParameter(int32_t index) noexcept;
