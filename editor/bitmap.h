@@ -13,6 +13,7 @@
 //
 // [editor-thread]; a bitmap is not shared between threads while it changes.
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
