@@ -150,7 +150,9 @@ awk -v d="$difference" 'BEGIN {exit !(d < 0.001)}' || fail "2x offline: the sine
   || fail "render --offline --raw-latency"
 difference="$(max_difference "$work/sine.wav" "$work/os-raw.wav")"
 awk -v d="$difference" 'BEGIN {exit !(d > 0.01)}' || fail "--raw-latency: the oversampled output is not delayed"
-"$quillon" params --all "${offline_2x[@]}" | grep -q "Oversampling (offline).*2x" || fail "params does not show the offline factor"
+# Through a file: grep -q leaving early would cut params off mid-write.
+"$quillon" params --all "${offline_2x[@]}" >"$work/os-params.out" || fail "params with an offline factor"
+grep -q "Oversampling (offline).*2x" "$work/os-params.out" || fail "params does not show the offline factor"
 
 expect_refusal "unreadable audio" render "$work/text.wav" "$work/x.wav"
 expect_refusal "unreadable side chain" render "$work/sine.wav" "$work/x.wav" --sidechain "$work/noise.bin"
