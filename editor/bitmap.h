@@ -83,6 +83,8 @@ public:
   bool IsIndexed() const noexcept { return indexed_; }
   uint8_t* GetIndices() noexcept { return indexed_ ? indices_.data() : nullptr; }
   uint32_t* GetPalette() noexcept { return indexed_ ? palette_.data() : nullptr; }
+  const uint8_t* GetIndices() const noexcept { return indexed_ ? indices_.data() : nullptr; }
+  const uint32_t* GetPalette() const noexcept { return indexed_ ? palette_.data() : nullptr; }
   // Turns indices into 32-bit pixels through the table; nothing when already 32-bit.
   void ExpandIndices();
 
