@@ -36,5 +36,7 @@ void AddParamsCommand(CLI::App& app);
 void AddStateCommand(CLI::App& app);
 void AddGraphCommand(CLI::App& app);
 void AddBenchCommand(CLI::App& app);
+// image and skin: decoding images to PNG.
+void AddImageCommands(CLI::App& app);
 
 } // namespace quillon_cli

@@ -33,6 +33,7 @@ int main(int argc, char** argv) {
   quillon_cli::AddTreeCommand(app);
   quillon_cli::AddGraphCommand(app);
   quillon_cli::AddBenchCommand(app);
+  quillon_cli::AddImageCommands(app);
   try {
     app.parse(argc, argv);
     return 0;
