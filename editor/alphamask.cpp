@@ -75,6 +75,11 @@ void RAlphaMask::Save(RStream& stream) const {
 
 void RAlphaMask::SaveCompressed(RStream& stream) const {
   RZlibStream compress(&stream, RCompressedStream::kCompress, 100);
-  Save(compress);
-  compress.Finish();
+  try {
+    Save(compress);
+    compress.Finish();
+  } catch (...) {
+    compress.Abort();  // gives the library's state back quietly; the failure goes on
+    throw;
+  }
 }

@@ -136,8 +136,7 @@ RBitmap DecodeJpegAlpha(RStream& stream, const RPicHeader& header) {
 
 // Frame-codes alpha in blocks as the decoder undoes it: stored = (alpha(i) - alpha(j) + 128)
 // modulo 256, j running through the first frame.
-void WriteAlpha(const RBitmap& bitmap, int64_t frame, RStream& out) {
-  RZlibStream compress(&out, RCompressedStream::kCompress, 100);
+void WriteAlphaBlocks(const RBitmap& bitmap, int64_t frame, RZlibStream& compress) {
   const uint32_t* pixels = bitmap.GetPixels();
   const int64_t count = int64_t(bitmap.GetWidth()) * bitmap.GetHeight();
   const bool coded = frame > 0 && frame < count;
@@ -157,7 +156,20 @@ void WriteAlpha(const RBitmap& bitmap, int64_t frame, RStream& out) {
     compress.Write(block, n);
     done += n;
   }
-  compress.Finish();
+}
+
+// Compresses what `write` hands to the stream; a failure gives zlib's state back before it
+// goes on, so the stream isn't reported as left unfinished.
+template <typename F>
+void Compressed(RStream& out, F&& write) {
+  RZlibStream compress(&out, RCompressedStream::kCompress, 100);
+  try {
+    write(compress);
+    compress.Finish();
+  } catch (...) {
+    compress.Abort();
+    throw;
+  }
 }
 
 } // namespace
@@ -200,13 +212,17 @@ void SaveImageRPIC(const RBitmap& source, int32_t type, int32_t frameRows, int j
   RMemoryStream second;
   if (!bitmap.IsEmpty()) {
     if (type == kTypePixels) {
-      RZlibStream compress(&first, RCompressedStream::kCompress, 100);
-      compress.Write(bitmap.GetPixels(), int64_t(bitmap.GetWidth()) * bitmap.GetHeight() * 4);
-      compress.Finish();
+      Compressed(first, [&](RZlibStream& compress) {
+        compress.Write(bitmap.GetPixels(), int64_t(bitmap.GetWidth()) * bitmap.GetHeight() * 4);
+      });
     } else {
       SaveJPEG(bitmap, jpegQuality, first);
     }
-    if (type == kTypeJpegAlpha) WriteAlpha(bitmap, int64_t(frameRows) * bitmap.GetWidth(), second);
+    if (type == kTypeJpegAlpha) {
+      Compressed(second, [&](RZlibStream& compress) {
+        WriteAlphaBlocks(bitmap, int64_t(frameRows) * bitmap.GetWidth(), compress);
+      });
+    }
   }
   if (first.GetSize() > 0x7FFFFFFF || second.GetSize() > 0x7FFFFFFF) {
     throw RException("The stream cannot be written, because its size is out of range.", 256);
