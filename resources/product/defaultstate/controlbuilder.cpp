@@ -21,10 +21,18 @@ double Position(RAudioPluginModular& product, const RString& parameter, const ch
 
 } // namespace
 
-RString PositionOf(int32_t index) {
+namespace {
+
+RString MultiParameterValue(int32_t index, const char* value) {
   return RString::FromLatin1(RMultiParameter::kPrefix) + RString::FromLatin1(std::to_string(index + 1)) +
-         RString(" - Position");
+         RString(" - ") + RString::FromLatin1(value);
 }
+
+} // namespace
+
+RString PositionOf(int32_t index) { return MultiParameterValue(index, "Position"); }
+
+RString VisibleOf(int32_t index) { return MultiParameterValue(index, "Visible"); }
 
 Control::Control(RAudioPluginModular& product, int32_t index, const char* name, const char* group)
     : product_(product), multi_(*product.GetMultiParameter(index)) {

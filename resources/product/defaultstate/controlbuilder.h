@@ -22,6 +22,8 @@ namespace defaultstate {
 // "MultiParameters - Param N - Position", N counted from 1: how one multi-parameter drives
 // another.
 RString PositionOf(int32_t index);
+// "MultiParameters - Param N - Visible": whether the editor shows that control's controls.
+RString VisibleOf(int32_t index);
 
 class Control {
 public:

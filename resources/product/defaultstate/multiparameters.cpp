@@ -27,6 +27,9 @@ constexpr int32_t kPathB = 32;
 constexpr int32_t kMaster = 43;
 constexpr int32_t kAutoBitGain = 48;
 constexpr int32_t kFirstDisplay = 52;
+// The editor's two SWAP panels: the morph knob's (Blend) and the bit grid's (Grid).
+constexpr int32_t kMorphPanel = 68;
+constexpr int32_t kGridPanel = 69;
 constexpr int32_t kMeterA = 79;
 constexpr int32_t kMeterB = 80;
 
@@ -78,11 +81,19 @@ void BuildSwap(RAudioPluginModular& product) {
       .Choice("Mute - Volume", {"max", "max", "min"})
       .Default(0.0);
 
-  Control(product, kMode, "Mode", "SWAP")
-      .Choices("Blend|Grid")
+  // Blend or Grid: which of the two words runs, and which panel the editor shows with its
+  // controls, the morph knob or the sixteen bit switches.
+  Control mode(product, kMode, "Mode", "SWAP");
+  mode.Choices("Blend|Grid")
       .Choice("Bit Blend - Enabled", {"On", "Off"})
       .Choice("Bit Grid - Enabled", {"Off", "On"})
-      .Default(0.0);
+      .Choice(VisibleOf(kMorphPanel), {"On", "Off"})
+      .Choice(VisibleOf(kMorph), {"On", "Off"})
+      .Choice(VisibleOf(kGridPanel), {"Off", "On"});
+  for (int32_t bit = 1; bit <= kWordBits; ++bit) mode.Choice(VisibleOf(kFirstBitSwitch + bit - 1), {"Off", "On"});
+  mode.Default(0.0);
+  Control(product, kMorphPanel, "Morph Panel", "Panels (display only)");
+  Control(product, kGridPanel, "Grid Panel", "Panels (display only)");
 
   // The grid's switches: bit 1 is the most significant. Every other bit from the top starts on.
   for (int32_t bit = 1; bit <= kWordBits; ++bit) {
