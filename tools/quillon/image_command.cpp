@@ -18,6 +18,7 @@
 #include "editor/jpegcodec.h"
 #include "editor/pngcodec.h"
 #include "editor/rpic.h"
+#include "resources/skin/productimages.h"
 #include "tools/quillon/commands.h"
 
 namespace quillon_cli {
@@ -101,6 +102,7 @@ void RunImage(const ImageOptions& options) {
 }
 
 void RunSkin(const std::string& folder) {
+  RegisterProductImages();
   std::error_code error;
   std::filesystem::create_directories(folder, error);
   if (error || !std::filesystem::is_directory(folder)) throw CommandError(folder + ": cannot make the folder");
