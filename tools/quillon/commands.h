@@ -38,5 +38,7 @@ void AddGraphCommand(CLI::App& app);
 void AddBenchCommand(CLI::App& app);
 // image and skin: decoding images to PNG.
 void AddImageCommands(CLI::App& app);
+// editor-preview: the editor's layout painted with the skin, without a window.
+void AddEditorPreviewCommand(CLI::App& app);
 
 } // namespace quillon_cli

@@ -34,6 +34,7 @@ int main(int argc, char** argv) {
   quillon_cli::AddGraphCommand(app);
   quillon_cli::AddBenchCommand(app);
   quillon_cli::AddImageCommands(app);
+  quillon_cli::AddEditorPreviewCommand(app);
   try {
     app.parse(argc, argv);
     return 0;
