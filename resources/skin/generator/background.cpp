@@ -7,8 +7,9 @@
 #include <cctype>
 #include <cmath>
 #include <string>
+#include <utility>
+#include <vector>
 
-#include "editor/layout.h"
 #include "resources/skin/generator/skinfamilies.h"
 
 using namespace RSkinPaint;
@@ -97,9 +98,74 @@ void Label(RBitmap& image, const RSkinScale& s, const RLayoutText& label) {
              s(label.spacing), align);
 }
 
+// The buttons are translucent glass: what they do is painted beneath them, so one image serves
+// every button. A button's frame is 38 pixels high; its width follows the image.
+void ButtonFace(RBitmap& image, const RSkinScale& s, const RLayoutControl& control) {
+  const std::string picture = control.image.ToUTF8();
+  const float width = picture == "ButtonBig" ? 100.0f : 42.0f;
+  const float cx = float(control.x) + 0.5f * width, cy = float(control.y) + 19.0f;
+  const std::string word = control.target.ToUTF8();
+  const uint32_t ink = 0xFFCFCAC0;
+  RSkinDrawer drawer(image);
+  auto text = [&](const char* label, float height) {
+    SpacedText(drawer, Scaled(s, cx - 0.5f * width, cy - 12.0f, width, 24.0f), RString::FromUTF8(label),
+               RobotoCondensedBold(s(height)), ink, s(1.0f), RAlignH::kCentre);
+  };
+  auto triangle = [&](float direction) {
+    drawer.FillTriangle(RPointF{s(cx + 6.0f * direction), s(cy)}, RPointF{s(cx - 5.0f * direction), s(cy - 7.0f)},
+                        RPointF{s(cx - 5.0f * direction), s(cy + 7.0f)}, ink);
+  };
+  if (word == "presetprev") {
+    triangle(-1.0f);
+  } else if (word == "presetnext") {
+    triangle(1.0f);
+  } else if (word == "a" || word == "b") {
+    text(word == "a" ? "A" : "B", 17.0f);
+  } else if (word == "copyab") {
+    text("A>B", 13.0f);
+  } else if (word == "undo" || word == "redo") {
+    // A hooked arrow: an arc and its head.
+    const float direction = word == "undo" ? -1.0f : 1.0f;
+    std::vector<RPointF> arc;
+    for (int i = 0; i <= 12; ++i) {
+      const float a = (-160.0f + 140.0f * float(i) / 12.0f) * 3.14159265f / 180.0f;
+      arc.push_back(RPointF{s(cx - direction * 7.0f * std::cos(a)), s(cy + 2.0f + 7.0f * std::sin(a))});
+    }
+    drawer.PolyLineF(arc.data(), int32_t(arc.size()), ink, s(2.0f));
+    const RPointF tip = arc.front();
+    drawer.FillTriangle(RPointF{tip.x - s(4.5f), tip.y}, RPointF{tip.x + s(4.5f), tip.y},
+                        RPointF{tip.x, tip.y + s(5.0f)}, ink);
+  } else if (word == "menu") {
+    for (int i = -1; i <= 1; ++i) drawer.FillRectangle(Scaled(s, cx - 8.0f, cy - 1.0f + 6.0f * float(i), 16.0f, 2.0f), ink);
+  } else if (word == "bypass") {
+    // The power sign.
+    std::vector<RPointF> ring;
+    for (int i = 0; i <= 24; ++i) {
+      const float a = (-60.0f + 300.0f * float(i) / 24.0f) * 3.14159265f / 180.0f;
+      ring.push_back(RPointF{s(cx + 7.5f * std::sin(a)), s(cy + 1.0f - 7.5f * std::cos(a))});
+    }
+    drawer.PolyLineF(ring.data(), int32_t(ring.size()), ink, s(2.0f));
+    drawer.FillRectangle(Scaled(s, cx - 1.0f, cy - 9.0f, 2.0f, 9.0f), ink);
+  } else if (control.multiParameter >= 0 && control.kind != RLayoutControl::Kind::Switch) {
+    // A button on a multi-parameter is a dice: five pips.
+    drawer.RoundRectangle(Scaled(s, cx - 9.0f, cy - 9.0f, 18.0f, 18.0f), s(4.0f), ink, s(1.5f));
+    for (const auto& [px, py] : {std::pair{-4.0f, -4.0f}, {4.0f, -4.0f}, {0.0f, 0.0f}, {-4.0f, 4.0f}, {4.0f, 4.0f}}) {
+      drawer.FillCircle(s(cx + px), s(cy + py), s(1.6f), ink);
+    }
+  } else if (control.kind == RLayoutControl::Kind::Switch) {
+    // An on/off switch: its lamp.
+    drawer.FillCircle(s(cx), s(cy), s(3.5f), 0xFF07080A);
+    drawer.Circle(s(cx), s(cy), s(4.0f), 0x50FFFFFF, s(1.0f));
+  }
+}
+
 // What a control needs painted beneath it: a well under displays, menus and the preset name, a
-// groove under faders.
+// groove under faders, what a button does under its glass.
 void Seat(RBitmap& image, const RSkinScale& s, const RLayoutControl& control) {
+  if (control.image.ToUTF8().rfind("Button", 0) == 0) {
+    ButtonFace(image, s, control);
+    return;
+  }
   if (control.width <= 0 || control.height <= 0) return;
   const RBox box = BoxOf(control.Box());
   if (control.valueText || control.kind == RLayoutControl::Kind::Menu || control.target.ToUTF8() == "presets") {
@@ -134,19 +200,17 @@ void Provisional(RBitmap& image, const RSkinScale& s) {
 
 } // namespace
 
-void DrawBackground(const RSkinScale& scale, const RTagItem* definition, const RSkinSink& sink) {
+void DrawBackground(const RSkinScale& scale, const RLayout* layout, const RSkinSink& sink) {
   RBitmap image(scale.I(kWidth), scale.I(kHeight));
   RSkinDrawer drawer(image);
   drawer.FillRectangleGradient(image.GetBounds(), RSkinColour::kBackTop, RSkinColour::kBackBottom);
-  RLayout layout;
-  if (definition != nullptr) {
-    int32_t multi = 0;
-    definition->ReadAttribute(RHashedString("multi"), multi);
-    layout = ReadLayout(*definition, multi);
+  if (layout == nullptr || layout->rects.empty()) Provisional(image, scale);
+  if (layout != nullptr) {
+    for (const RLayoutRect& rect : layout->rects) {
+      Panel(image, scale, BoxOf(rect.box), rect.color, rect.border, rect.round);
+    }
+    for (const RLayoutControl& control : layout->controls) Seat(image, scale, control);
+    for (const RLayoutText& text : layout->texts) Label(image, scale, text);
   }
-  if (layout.rects.empty()) Provisional(image, scale);
-  for (const RLayoutRect& rect : layout.rects) Panel(image, scale, BoxOf(rect.box), rect.color, rect.border, rect.round);
-  for (const RLayoutControl& control : layout.controls) Seat(image, scale, control);
-  for (const RLayoutText& text : layout.texts) Label(image, scale, text);
   sink("plugin", image);
 }

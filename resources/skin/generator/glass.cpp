@@ -16,17 +16,24 @@ void DrawPane(const char* name, int32_t width, int32_t height, const RSkinScale&
   RSkinDrawer drawer(image);
   const RRect pane{0, 0, w, h};
   const float radius = s(7.0f);
-  // The reflection: a white sheen over the upper 45 %, fading downwards, cut by a gentle
-  // diagonal so it reads as curved glass.
-  for (int32_t y = 0; y < h; ++y) {
-    const float t = float(y) / float(h);
-    if (t > 0.5f) break;
-    const int32_t cut = int32_t(float(w) * (0.62f + 0.5f * t));
-    const uint32_t alpha = uint32_t(std::lround(34.0f * (1.0f - t / 0.5f)));
-    image.SetClip(RRect{0, y, cut, y + 1});
-    drawer.FillRoundRectangle(pane, radius, WithAlpha(0xFFFFFFFF, alpha));
+  // The reflection: a white sheen over the upper half, fading downwards and, softly, to the
+  // right of a gentle diagonal, so that it reads as curved glass.
+  for (int32_t y = 0; y < h / 2; ++y) {
+    const float t = (float(y) + 0.5f) / float(h);
+    const float cut = float(w) * (0.6f + 0.5f * t);
+    const float soft = 0.2f * float(w);
+    uint32_t* row = image.GetRow(y);
+    for (int32_t x = 0; x < w; ++x) {
+      // Inside the rounded outline only.
+      const float px = float(x) + 0.5f, py = float(y) + 0.5f;
+      const float qx = std::max({radius - px, px - (float(w) - radius), 0.0f});
+      const float qy = std::max(radius - py, 0.0f);
+      if (qx * qx + qy * qy > radius * radius) continue;
+      const float across = std::clamp((cut - px) / soft + 0.5f, 0.0f, 1.0f);
+      const float alpha = 30.0f * (1.0f - t / 0.5f) * across;
+      row[x] = WithAlpha(0xFFFFFFFF, uint32_t(std::lround(alpha)));
+    }
   }
-  image.ResetClip();
   drawer.RoundRectangle(pane, radius, 0xC0050608, s(1.0f));
   drawer.RoundRectangle(RRect{s.I(1), s.I(1), w - s.I(1), h - s.I(1)}, radius - s(1.0f), 0x30FFFFFF, s(1.0f));
   // The top edge catches the light.

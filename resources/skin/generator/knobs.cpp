@@ -47,7 +47,6 @@ uint32_t FaceShade(float nx, float ny) {
   uint32_t colour = Mix(0xFF242932, 0xFF323843, 0.5f * (ny + 1.0f));
   const float r = std::sqrt(nx * nx + ny * ny);
   if (r > 0.93f) colour = Mix(colour, ny < 0 ? 0xFF15181D : 0xFF4A515D, (r - 0.93f) / 0.07f * std::abs(ny));
-  (void)nx;
   return colour;
 }
 

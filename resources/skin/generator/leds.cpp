@@ -19,33 +19,26 @@ void DrawLed(const char* name, int32_t width, int32_t height, uint32_t accent, c
   RBitmap strip = Transparent(w, h * kFrames, accent);
   // The lens: a pill inset far enough to leave room for the glow.
   const float insetX = scale(5.0f), insetY = float(h) * 0.3f;
+  const float left = insetX, right = float(w) - insetX;
+  const float radius = 0.5f * (float(h) - 2.0f * insetY);
+  const RRect lens{int32_t(left), int32_t(insetY), int32_t(right), int32_t(float(h) - insetY)};
+  const RRect core{lens.left + int32_t(radius * 0.6f), lens.top + std::max(1, int32_t(radius * 0.5f)),
+                   lens.right - int32_t(radius * 0.6f), lens.top + std::max(2, int32_t(radius))};
   for (int32_t i = 0; i < kFrames; ++i) {
     const float level = float(i) / float(kFrames - 1);
-    const float top = float(i * h);
-    const float left = insetX, right = float(w) - insetX;
-    const float lensTop = top + insetY, lensBottom = top + float(h) - insetY;
-    const float radius = 0.5f * (lensBottom - lensTop);
     RBitmap frame = Transparent(w, h, accent);
-    const float frameTop = 0.0f;
     if (level > 0.0f) {
-      PaintRectHalo(frame, left, frameTop + insetY, right, frameTop + float(h) - insetY, radius, insetY * 1.1f,
+      PaintRectHalo(frame, left, insetY, right, float(h) - insetY, radius, insetY * 1.1f,
                     WithAlpha(accent, uint32_t(std::lround(170.0f * level))));
     }
     RSkinDrawer drawer(frame);
-    const RRect lens{int32_t(left), int32_t(insetY), int32_t(right), int32_t(float(h) - insetY)};
-    // Unlit: a dark lens with a hint of its colour; lit: the colour, nearly white at the core.
+    // Unlit: a dark lens with a hint of its colour; lit: the colour, with a bright core.
     drawer.FillRoundRectangle(RRect{lens.left - 1, lens.top - 1, lens.right + 1, lens.bottom + 1}, radius + 1,
                               0xFF07090C);
-    const uint32_t body = Mix(Mix(0xFF1C2128, accent, 0.18f), accent, level);
-    drawer.FillRoundRectangle(lens, radius, body);
-    const RRect core{lens.left + int32_t(radius * 0.6f), lens.top + std::max(1, int32_t(radius * 0.5f)),
-                     lens.right - int32_t(radius * 0.6f), lens.top + std::max(2, int32_t(radius))};
-    drawer.FillRoundRectangle(core, 0.5f * float(core.Height()), WithAlpha(Shade(accent, 0.7f),
-                                                                           uint32_t(std::lround(200.0f * level))));
+    drawer.FillRoundRectangle(lens, radius, Mix(Mix(0xFF1C2128, accent, 0.18f), accent, level));
+    drawer.FillRoundRectangle(core, 0.5f * float(core.Height()),
+                              WithAlpha(Shade(accent, 0.7f), uint32_t(std::lround(200.0f * level))));
     for (int32_t y = 0; y < h; ++y) std::copy_n(frame.GetRow(y), w, strip.GetRow(i * h + y));
-    (void)top;
-    (void)lensTop;
-    (void)lensBottom;
   }
   sink(name, strip);
 }
