@@ -143,7 +143,7 @@ grep -q 'Error loading a PNG file.' "$work/err" || fail "PNG message: $(cat "$wo
 cmp -s "$work/pic.png" "$work/kept.png" || fail "a refused decode changed the output file"
 expect_refusal "no input" image
 
-# The skin: every registered image as a PNG (none registered yet).
+# The skin: every registered image as a PNG, as many files as it says.
 "$quillon" skin "$work/skin" >"$work/out" || fail "skin refused"
 [ -d "$work/skin" ] || fail "skin folder not made"
 grep -Eq '^wrote [0-9]+ images to ' "$work/out" || fail "skin does not say what it wrote: $(cat "$work/out")"
