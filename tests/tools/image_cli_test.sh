@@ -96,7 +96,7 @@ cp "$work/pic.rpic" "$work/disguised.dat"
 
 # JPEG: the ramp within the codec's error, opaque.
 "$quillon" image "$work/ramp.jpg" -o "$work/ramp.png" >/dev/null || fail "JPEG refused"
-w_h=$(img show "$work/ramp.png" | head -1)
+w_h=$(img show "$work/ramp.png" | sed -n 1p)
 [ "$w_h" = "16 8 6" ] || fail "JPEG size or colour type: $w_h"
 # Row 4, pixel 8: red 128, green 128, blue 128 within 12; alpha 255.
 img show "$work/ramp.png" | sed -n 6p | python3 -c '
