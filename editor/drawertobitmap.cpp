@@ -403,13 +403,21 @@ void RDrawerToRBitmap<Format>::StretchBltArc(const RRect& dest, const RBitmap& s
       for (int32_t x = area.left; x < area.right; ++x) {
         const float dx = float(x) + 0.5f - centreX;
         const float radius = std::sqrt(dx * dx + dy * dy);
-        if (radius < innerRadius || radius > outerRadius) continue;
+        // Each border softened over one pixel around the pixel's centre: a ring and its ends
+        // drawn from a strip of hard masks would otherwise show stairs.
+        float cover = innerRadius > 0.0f ? Clamp01(radius - innerRadius + 0.5f) : 1.0f;
+        cover *= Clamp01(outerRadius - radius + 0.5f);
+        if (cover <= 0.0f) continue;
         if (sweep < 360.0f) {
           // Clockwise from straight up, as a knob turns.
           const float direction = std::atan2(dx, -dy) * 180.0f / kPi;
           float along = std::fmod(direction - first, 360.0f);
           if (along < 0.0f) along += 360.0f;
-          if (along > sweep) continue;
+          // Past the end by less than the gap's half counts from the end, else from the start.
+          if (along > 180.0f + 0.5f * sweep) along -= 360.0f;
+          const float toPixels = radius * kPi / 180.0f;
+          cover *= Clamp01(along * toPixels + 0.5f) * Clamp01((sweep - along) * toPixels + 0.5f);
+          if (cover <= 0.0f) continue;
         }
         uint32_t p = 0;
         if (mapX.nearest && mapY.nearest) {
@@ -418,7 +426,8 @@ void RDrawerToRBitmap<Format>::StretchBltArc(const RRect& dest, const RBitmap& s
           p = source.SampleBilinear(mapX.nearest ? float(mapX.Pick(x)) : mapX.Position(x),
                                     mapY.nearest ? float(mapY.Pick(y)) : mapY.Position(y));
         }
-        row[x] = Format::Over(row[x], p, ScaleAlpha(p >> 24, opacity));
+        const uint32_t alpha = ScaleAlpha(p >> 24, opacity);
+        row[x] = Format::Over(row[x], p, cover >= 1.0f ? alpha : CoverageAlpha(alpha, cover));
       }
     }
   });

@@ -59,6 +59,22 @@ float FromFixed(FT_Pos value) { return float(value) / 64.0f; }
 
 } // namespace
 
+RFont& RFont::Shared(const RString& path, float pixelSize) {
+  struct RSharedFonts {
+    std::mutex lock;
+    std::map<std::pair<std::string, float>, std::unique_ptr<RFont>> fonts;
+  };
+  // Never destroyed, like the face cache whose faces these fonts hold.
+  static RSharedFonts* shared = new RSharedFonts;
+  std::lock_guard<std::mutex> hold(shared->lock);
+  std::unique_ptr<RFont>& font = shared->fonts[{path.ToUTF8(), pixelSize}];
+  if (!font) {
+    auto made = std::make_unique<RFont>(path, pixelSize);
+    font = std::move(made);
+  }
+  return *font;
+}
+
 RString RFont::PathOfFace(const RString& name) {
   if (SameName(name, "Segment14mod") || SameName(name, "DSEG14")) return RString::FromUTF8(kSegmentPath);
   if (SameName(name, "Roboto Condensed") || SameName(name, "RobotoCondensed")) {

@@ -42,6 +42,11 @@ public:
   // "Roboto Condensed", "Segment14mod"); any other name is Roboto.
   static RString PathOfFace(const RString& name);
 
+  // The process-wide font of a file at a size, made on first use and kept for the life of the
+  // library: what controls that repaint the same texts every frame should use. Throws as the
+  // constructor does (and tries again on the next call).
+  static RFont& Shared(const RString& path, float pixelSize);
+
   // Loads (or finds) the face of the file. A file that is missing or not a font throws
   // RException "Could not load font "<path>"."
   RFont(const RString& path, float pixelSize);

@@ -132,6 +132,14 @@ TEST(DrawerTextFaces, AMissingFontFileFailsCleanly) {
   // Any other name is the text face; the condensed cut has its own file.
   EXPECT_EQ(RFont::PathOfFace(Text("Roboto")).ToUTF8(), RFont::kRobotoPath);
   EXPECT_EQ(RFont::PathOfFace(Text("Unknown face")).ToUTF8(), RFont::kRobotoPath);
+  EXPECT_THROW(RFont::Shared(Text("/nonexistent/NoSuchFont.ttf"), 12.0f), RException);
+  RFont& shared = RFont::Shared(RFont::PathOfFace(Text("Roboto")), 24.0f);
+  EXPECT_EQ(&RFont::Shared(RFont::PathOfFace(Text("Roboto")), 24.0f), &shared) << "one font per file and size";
+  EXPECT_NE(&RFont::Shared(RFont::PathOfFace(Text("Roboto")), 12.0f), &shared);
+  // Advances come in 1/64 pixel steps, rounded per glyph.
+  EXPECT_NEAR(RFont::Shared(RFont::PathOfFace(Text("Roboto")), 12.0f).Measure(Text("Feedback")) * 2.0f,
+              shared.Measure(Text("Feedback")), 0.25f)
+      << "unhinted advances scale with the size, each font keeping its own";
   RFont condensed(RFont::PathOfFace(Text("Roboto Condensed")), 24.0f);
   RFont regular(RFont::PathOfFace(Text("Roboto")), 24.0f);
   EXPECT_LT(condensed.Measure(Text("Feedback")), regular.Measure(Text("Feedback")));
